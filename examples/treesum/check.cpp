@@ -1,0 +1,110 @@
+#include "check.h"
+
+#include <string>
+#include <string_view>
+
+#include "inputfile.h"
+#include "interrupt.h"
+#include "manifest.h"
+
+namespace TreeSum {
+
+namespace {
+
+/// Numbers of lines of a manifest.
+struct Counts {
+    std::size_t wellFormed = 0;
+    std::size_t malformed = 0;
+    std::size_t unreadable = 0;
+    std::size_t different = 0;
+};
+
+/// One run over a manifest.
+class Check {
+public:
+    Check(const Options& options, FileDigester& digester, Report& report)
+        : m_options(options), m_digester(digester), m_report(report) {}
+
+    void line(std::string_view text) {
+        if (isIgnoredLine(text)) return;
+        const auto entry = parseManifestLine(text, m_options.algorithm);
+        // Standard input cannot be the manifest and a file that it lists.
+        if (!entry || (entry->name == "-" && m_options.manifest == "-")) {
+            ++m_counts.malformed;
+            return;
+        }
+        ++m_counts.wellFormed;
+        verify(*entry);
+    }
+
+    const Counts& counts() const { return m_counts; }
+
+private:
+    void verify(const ManifestEntry& entry) {
+        std::string hex;
+        const int error = m_digester.digest(entry.name, entry.algorithm, hex);
+        if (error != 0) {
+            ++m_counts.unreadable;
+            m_report.failure(entry.name, error);
+            result(entry.name, "FAILED open or read");
+        } else if (hex != entry.digest) {
+            ++m_counts.different;
+            result(entry.name, "FAILED");
+        } else if (!m_options.quiet) {
+            result(entry.name, "OK");
+        }
+    }
+
+    // Here, other than in a manifest, only a line feed is worth an escape.
+    void result(std::string_view name, std::string_view verdict) {
+        const bool escaped = name.find('\n') != std::string_view::npos;
+        std::string text = escaped ? '\\' + escapedName(name) : std::string(name);
+        m_report.result(text.append(": ").append(verdict));
+    }
+
+    const Options& m_options;
+    FileDigester& m_digester;
+    Report& m_report;
+    Counts m_counts;
+};
+
+void warn(Report& report, const Counts& counts) {
+    struct Row {
+        std::size_t count;
+        std::string_view one;
+        std::string_view many;
+    };
+    const Row rows[] = {
+        {counts.malformed, " line is improperly formatted", " lines are improperly formatted"},
+        {counts.unreadable, " listed file could not be read", " listed files could not be read"},
+        {counts.different, " computed checksum did NOT match",
+         " computed checksums did NOT match"}};
+    for (const auto& [count, one, many] : rows) {
+        if (count == 0) continue;
+        std::string text = "WARNING: " + std::to_string(count);
+        report.complaint(text.append(count == 1 ? one : many));
+    }
+}
+
+}  // namespace
+
+void checkManifest(const Options& options, FileDigester& digester, Report& report) {
+    const std::string& path = *options.manifest;
+    const std::string_view name = path == "-" ? std::string_view("standard input") : path;
+    InputFile manifest(path);
+    Check check(options, digester, report);
+    std::string line;
+    while (interrupted() == 0 && !report.outputIsBroken() && manifest.readLine(line)) {
+        check.line(line);
+    }
+    if (manifest.error() != 0) {
+        report.failure(name, manifest.error());
+        if (check.counts().wellFormed == 0) return;
+    } else if (check.counts().wellFormed == 0 && interrupted() == 0) {
+        report.failure(name, "no properly formatted checksum lines found");
+        return;
+    }
+    warn(report, check.counts());
+}
+
+}  // namespace TreeSum

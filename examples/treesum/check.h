@@ -1,0 +1,13 @@
+#pragma once
+
+#include "digest.h"
+#include "options.h"
+#include "report.h"
+
+namespace TreeSum {
+
+/// Verifies the files that the options' manifest lists, until an interrupt comes or standard output
+/// fails. Closes with warnings that count what went wrong.
+void checkManifest(const Options& options, FileDigester& digester, Report& report);
+
+}  // namespace TreeSum

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "digest.h"
+
+namespace TreeSum {
+
+/// What the user asked for.
+struct Options {
+    std::optional<Algorithm> algorithm;
+    unsigned int budgetBytes = 2 * 1024 * 1024;
+    std::optional<std::string> manifest;  // to be verified; "-" is standard input
+    bool quiet = false;
+    bool help = false;
+    bool version = false;
+    std::vector<std::string> paths;
+};
+
+/// Reads the command line, without the program's name.
+/// @param complaint tells why, when the result is empty
+std::optional<Options> parseOptions(std::span<char* const> arguments, std::string& complaint);
+
+/// The answer to `--help`.
+std::string_view helpText();
+
+}  // namespace TreeSum

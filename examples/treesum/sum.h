@@ -1,0 +1,13 @@
+#pragma once
+
+#include "digest.h"
+#include "options.h"
+#include "report.h"
+
+namespace TreeSum {
+
+/// Prints the checksums of all files that the options' paths lead to, until an interrupt comes or
+/// standard output fails.
+void sumPaths(const Options& options, FileDigester& digester, Report& report);
+
+}  // namespace TreeSum

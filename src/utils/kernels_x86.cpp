@@ -1,0 +1,31 @@
+#include "platform/processor.h"
+#include "utils/crckernels.h"
+#include "utils/sha1kernels.h"
+
+namespace Tovra::Utils {
+
+namespace {
+
+using Platform::HasCarrylessMultiply;
+using Platform::HasShaInstructions;
+
+constexpr Kernel<Sha1Blocks> s_sha1Kernels[] = {
+    {"sha", HasShaInstructions, sha1BlocksX86},
+    {"portable", nullptr, sha1BlocksPortable},
+};
+constexpr Kernel<CrcRun> s_crc16Kernels[] = {
+    {"pclmul", HasCarrylessMultiply, crc16X86},
+    {"portable", nullptr, crc16Portable},
+};
+constexpr Kernel<CrcRun> s_crc32Kernels[] = {
+    {"pclmul", HasCarrylessMultiply, crc32X86},
+    {"portable", nullptr, crc32Portable},
+};
+
+}  // namespace
+
+std::span<const Kernel<Sha1Blocks>> sha1Kernels() { return s_sha1Kernels; }
+std::span<const Kernel<CrcRun>> crc16Kernels() { return s_crc16Kernels; }
+std::span<const Kernel<CrcRun>> crc32Kernels() { return s_crc32Kernels; }
+
+}  // namespace Tovra::Utils

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+namespace Tovra::Utils {
+
+/// Overwrites memory that held secrets; unlike a plain memset, also when nobody reads it again.
+inline void secureZero(void* data, std::size_t sizeBytes) {
+    std::memset(data, 0, sizeBytes);
+    // To the compiler this reads the memory, so that the zeros must have been written.
+    asm volatile("" : : "r"(data) : "memory");
+}
+
+}  // namespace Tovra::Utils

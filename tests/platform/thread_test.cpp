@@ -1,0 +1,31 @@
+#include "platform/thread.h"
+
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <thread>
+
+namespace {
+
+using Tovra::Platform::GetCurrentThreadId;
+
+std::uint32_t kernelThreadId() { return static_cast<std::uint32_t>(::syscall(SYS_gettid)); }
+
+TEST(ThreadId, IsTheKernelsOnEveryThread) {
+    EXPECT_EQ(GetCurrentThreadId(), kernelThreadId());
+    std::thread([] { EXPECT_EQ(GetCurrentThreadId(), kernelThreadId()); }).join();
+}
+
+TEST(ThreadId, IsTheChildsOwnAfterAFork) {
+    ASSERT_EQ(GetCurrentThreadId(), kernelThreadId());  // now it is remembered
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) ::_exit(GetCurrentThreadId() == kernelThreadId() ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+}  // namespace
