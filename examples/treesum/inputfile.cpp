@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 
 #include "vesko/vesko3/filesystem.h"
 
@@ -37,13 +38,14 @@ bool InputFile::readLine(std::string& line) {
     if (m_error != 0) return false;
     char piece[4096];
     while (files().fgets(piece, sizeof piece, m_file) != nullptr) {
-        line += piece;
-        if (line.ends_with('\n')) {
+        const std::string_view text(piece);
+        line += text;
+        if (text.ends_with('\n')) {
             line.pop_back();
             return true;
         }
         // A piece that is neither full nor ended: the last line, or one with a zero byte in it.
-        if (line.size() % (sizeof piece - 1) != 0) return true;
+        if (text.size() < sizeof piece - 1) return true;
     }
     noteError();
     return !line.empty() && m_error == 0;

@@ -1,6 +1,7 @@
 #include "interrupt.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace TreeSum {
 

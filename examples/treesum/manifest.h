@@ -18,12 +18,13 @@ struct ManifestEntry {
 /// Writes line feeds, carriage returns and backslashes as "\n", "\r" and "\\".
 std::string escapedName(std::string_view name);
 
-/// @return a line in the form of the system's checksum tools: the digest, two blanks and the name; a
+/// @return a line in the form of the system's checksum tools: the digest, two blanks and the name;
+/// a
 ///         backslash goes before it all when the name had to be escaped
 std::string manifestLine(std::string_view digest, std::string_view name);
 
-/// Reads a line back. The second blank may be a '*', the digits may be capitals, and blanks may stand
-/// before them.
+/// Reads a line back. The second blank may be a '*', the digits may be capitals, and blanks may
+/// stand before them.
 /// @param expected null finds the algorithm by the length of the digest
 /// @return nothing for a line of another form
 std::optional<ManifestEntry> parseManifestLine(std::string_view line,

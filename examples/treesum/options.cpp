@@ -44,8 +44,8 @@ bool parseBudget(std::string_view text, unsigned int& bytes) {
     const char* end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
     if (error != std::errc{}) return false;
-    const std::uint64_t size = number * unitBytes(text.substr(static_cast<std::size_t>(
-                                            rest - text.data())));
+    const std::uint64_t size =
+        number * unitBytes(text.substr(static_cast<std::size_t>(rest - text.data())));
     if (size < s_smallestBudgetBytes || size > s_largestBudgetBytes) return false;
     bytes = static_cast<unsigned int>(size);
     return true;

@@ -20,7 +20,7 @@ public:
 private:
     // The parameters open with the first parenthesis outside angle brackets that is not part of
     // "(anonymous namespace)" or "operator()".
-    static consteval std::size_t parametersOf(std::string_view signature) {
+    static constexpr std::size_t parametersOf(std::string_view signature) {
         constexpr std::string_view notParameters[] = {"(anonymous", "()("};
         int depth = 0;
         for (std::size_t i = 0; i < signature.size(); ++i) {
@@ -37,7 +37,7 @@ private:
     }
 
     // Behind the result type, which ends in the last blank, star or ampersand before the name.
-    static consteval std::string_view qualifiedName(std::string_view signature) {
+    static constexpr std::string_view qualifiedName(std::string_view signature) {
         const std::size_t end = parametersOf(signature);
         std::size_t begin = end;
         int depth = 0;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <string_view>
@@ -66,7 +67,7 @@ TYPED_TEST_P(DigestContract, GivesThePublishedDigests) {
 
 TYPED_TEST_P(DigestContract, GivesTheSameDigestForEverySplitInThree) {
     typename TypeParam::Digest digest;
-    for (const std::size_t size : {55, 56, 57, 63, 64, 65, 119, 120, 128}) {
+    for (const std::size_t size : {55U, 56U, 57U, 63U, 64U, 65U, 119U, 120U, 128U}) {
         const std::string message = std::string(size - 1, 'x') + "\xFF";
         const std::string_view view = message;
         const std::string expected = peerResult<TypeParam>(message);

@@ -14,10 +14,9 @@ namespace Tovra::Vesko {
 ///
 /// Offers what `std::string` offers and is explicitly made from it. Longer texts live in a block
 /// of exactly the capacity they need: who appends in small steps reserves first.
-using CString =
-    Detail::flex_string<char, std::char_traits<char>, std::allocator<char>,
-                        Detail::SmallStringOpt<
-                            Detail::AllocatorStringStorage<char, std::allocator<char>>, 31, char*>>;
+using CString = Detail::flex_string<
+    char, std::char_traits<char>, std::allocator<char>,
+    Detail::SmallStringOpt<Detail::AllocatorStringStorage<char, std::allocator<char>>, 31, char*>>;
 
 }  // namespace Tovra::Vesko
 

@@ -21,17 +21,16 @@
 namespace Tovra::Vesko::Detail {
 
 template <class It>
-using IfInputIterator = std::enable_if_t<
-    std::is_convertible_v<typename std::iterator_traits<It>::iterator_category,
-                          std::input_iterator_tag>,
-    int>;
+using IfInputIterator =
+    std::enable_if_t<std::is_convertible_v<typename std::iterator_traits<It>::iterator_category,
+                                           std::input_iterator_tag>,
+                     int>;
 
 // Strings of any kind, but not plain pointers, which have overloads of their own.
 template <class Text, class E, class T>
-using IfText = std::enable_if_t<
-    std::is_convertible_v<const Text&, std::basic_string_view<E, T>> &&
-        !std::is_convertible_v<const Text&, const E*>,
-    int>;
+using IfText = std::enable_if_t<std::is_convertible_v<const Text&, std::basic_string_view<E, T>> &&
+                                    !std::is_convertible_v<const Text&, const E*>,
+                                int>;
 
 /// A string with the operations of the standard `basic_string`, on a storage of choice.
 ///
@@ -51,8 +50,7 @@ template <typename E, class T = std::char_traits<E>, class A = std::allocator<E>
           class Storage = AllocatorStringStorage<E, A>>
 class flex_string : private Storage {
     template <class P>
-    using IfIterator =
-        std::enable_if_t<std::is_same_v<P, E*> || std::is_same_v<P, const E*>, int>;
+    using IfIterator = std::enable_if_t<std::is_same_v<P, E*> || std::is_same_v<P, const E*>, int>;
 
 public:
     using traits_type = T;
@@ -265,8 +263,7 @@ public:
     // Insertion. The operations with an iterator return where the new text begins.
 
     flex_string& insert(size_type pos, const flex_string& str) { return insert(pos, str.view()); }
-    flex_string& insert(size_type pos, const flex_string& str, size_type pos2,
-                        size_type n = npos) {
+    flex_string& insert(size_type pos, const flex_string& str, size_type pos2, size_type n = npos) {
         return insert(pos, part(str, pos2, n));
     }
     flex_string& insert(size_type pos, const E* s) { return insert(pos, s, T::length(s)); }
@@ -403,9 +400,7 @@ public:
     size_type find(const Text& text, size_type pos = 0) const noexcept {
         return view().find(view_type(text), pos);
     }
-    size_type find(const E* s, size_type pos, size_type n) const {
-        return view().find(s, pos, n);
-    }
+    size_type find(const E* s, size_type pos, size_type n) const { return view().find(s, pos, n); }
     size_type find(const E* s, size_type pos = 0) const { return view().find(s, pos); }
     size_type find(E c, size_type pos = 0) const noexcept { return view().find(c, pos); }
 
@@ -581,7 +576,7 @@ flex_string<E, T, A, Storage>& flex_string<E, T, A, Storage>::assign(size_type n
 // The characters do not fit: those of this string itself move along with it.
 template <typename E, class T, class A, class Storage>
 flex_string<E, T, A, Storage>& flex_string<E, T, A, Storage>::appendGrowing(const E* s,
-                                                                           size_type n) {
+                                                                            size_type n) {
     if (n > max_size() - size()) throwLengthError();
     if (IsAliasedRange(s, s + n)) {
         const size_type offset = positionOf(s);
@@ -594,9 +589,9 @@ flex_string<E, T, A, Storage>& flex_string<E, T, A, Storage>::appendGrowing(cons
 
 template <typename E, class T, class A, class Storage>
 flex_string<E, T, A, Storage>& flex_string<E, T, A, Storage>::replaceRange(const_iterator i1,
-                                                                          const_iterator i2,
-                                                                          const E* s1,
-                                                                          const E* s2) {
+                                                                           const_iterator i2,
+                                                                           const E* s1,
+                                                                           const E* s2) {
     const difference_type n2 = s2 - s1;
     assert(n2 >= 0);
     const auto count = static_cast<size_type>(n2);

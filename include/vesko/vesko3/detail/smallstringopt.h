@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "vesko/vesko3/detail/stringdata.h"
@@ -210,15 +211,16 @@ private:
 
     // Puts a text into an object that has none.
     void build(const value_type* s, size_type n) {
-        if (n > threshold) return becomeBig(Storage(s, n));
+        if (n > threshold) return becomeBig(s, n);
         std::memset(buf_, 0, sizeof(buf_));
         copyCharacters(buf_, s, n);
         setSmallSize(n);
     }
 
-    // Puts a storage into an object that has none.
-    void becomeBig(Storage&& big) noexcept {
-        ::new (static_cast<void*>(&storage_)) Storage(std::move(big));
+    // Builds a storage in an object that has none.
+    template <class... Args>
+    void becomeBig(Args&&... args) noexcept(std::is_nothrow_constructible_v<Storage, Args...>) {
+        ::new (static_cast<void*>(&storage_)) Storage(std::forward<Args>(args)...);
         buf_[maxSmallString] = static_cast<value_type>(magic);
     }
 

@@ -1,0 +1,5 @@
+#pragma once
+
+/// The older classes of the global namespace, kept for programs that use them.
+
+#include "vesko/mutex.h"
