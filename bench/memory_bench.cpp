@@ -87,16 +87,16 @@ void BM_SharedPtrCreate(benchmark::State& state) {
 void BM_PacketCopy(benchmark::State& state) {
     const CPacket packet(1500, 0);
     for (auto _ : state) {
-        const CPacket copy(packet);
-        benchmark::DoNotOptimize(copy.valid());
+        CPacket copy(packet);
+        benchmark::DoNotOptimize(copy);
     }
 }
 
 void BM_SharedPtrCopy(benchmark::State& state) {
     const auto buffer = std::make_shared_for_overwrite<std::byte[]>(1500);
     for (auto _ : state) {
-        const std::shared_ptr<std::byte[]> copy(buffer);
-        benchmark::DoNotOptimize(copy.get());
+        std::shared_ptr<std::byte[]> copy(buffer);
+        benchmark::DoNotOptimize(copy);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "check.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 

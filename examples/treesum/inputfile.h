@@ -21,7 +21,7 @@ public:
     /// @return fewer than `size` only at the end of the file or on an error
     std::size_t read(void* buffer, std::size_t size);
 
-    /// Reads the next line. A zero byte in it hides what follows on that line.
+    /// Reads the next line, of any length and with any bytes.
     /// @param line receives the text without its line feed
     /// @return false at the end of the file or on an error
     bool readLine(std::string& line);

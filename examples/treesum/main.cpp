@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <exception>
 #include <optional>
 #include <span>
@@ -18,7 +19,6 @@ namespace {
 enum ExitStatus { exitSuccess = 0, exitFailure = 1, exitUsage = 2, exitSignalBase = 128 };
 
 void work(const Options& options, Report& report) {
-    watchInterrupts();
     limitMemory(options.budgetBytes);
     FileDigester digester(options.budgetBytes);
     if (options.manifest) {
@@ -42,6 +42,7 @@ void answer(const Options& options, Report& report) {
 int run(std::span<char* const> arguments) {
     // Records of the library's log would stand between the result lines.
     Tovra::Vesko::setPrintLogLevel(0);
+    watchInterrupts();
     Report report;
     std::string complaint;
     const std::optional<Options> options = parseOptions(arguments, complaint);

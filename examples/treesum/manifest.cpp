@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <utility>
 
 namespace TreeSum {
 
@@ -94,7 +96,7 @@ std::optional<ManifestEntry> parseManifestLine(std::string_view line,
     line.remove_prefix(digits.size());
     if (!takePrefix(line, "  ") && !takePrefix(line, " *")) return std::nullopt;
     std::optional<std::string> name = escaped ? unescapedName(line) : std::string(line);
-    if (!name || name->empty()) return std::nullopt;
+    if (!name || name->empty() || name->find('\0') != std::string::npos) return std::nullopt;
     return ManifestEntry{lowercaseDigits(digits), std::move(*name), *algorithm};
 }
 

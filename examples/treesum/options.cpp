@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <system_error>
 
 namespace TreeSum {
 

@@ -28,10 +28,9 @@ public:
         : m_algorithm(algorithm), m_digester(digester), m_report(report) {}
 
     void path(const std::string& path) {
-        Tovra::Vesko::FileInfo info{};
-        if (path == "-") {
-            file(path);
-        } else if (Tovra::Vesko::FileDefaultOpt::instance()->stat(path.c_str(), info) != 0) {
+        Tovra::Vesko::FileInfo info{};  // stays empty for standard input
+        if (path != "-" &&
+            Tovra::Vesko::FileDefaultOpt::instance()->stat(path.c_str(), info) != 0) {
             m_report.failure(path, errno);
         } else if (isDirectory(info)) {
             tree(path);

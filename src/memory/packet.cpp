@@ -26,6 +26,7 @@ CPacket::CPacket(const CPacket& packet) : m_internal(packet.m_internal) {
     if (m_internal != nullptr) m_internal->addRef();
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the records are compared
 CPacket& CPacket::operator=(const CPacket& packet) {
     PacketInternal* const other = packet.m_internal;
     if (m_internal == other) return *this;

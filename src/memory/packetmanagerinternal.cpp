@@ -71,6 +71,7 @@ void PacketManagerInternal::config(CPacketManager::Policy policy,
     }
     if (policy != 0) s_policy = policy;
     if (param != nullptr) {
+        // NOLINTNEXTLINE(misc-redundant-expression): the text is printed
         VESKO_ASSERT(param->chunkSize >= 1024 && param->chunkSize > 0 &&
                      param->totalSize % param->chunkSize == 0);
         VESKO_ASSERT(param->alignSize >= 4);

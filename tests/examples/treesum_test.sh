@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs treesum as users do, and has the system's own tools confirm it.
 # Usage: treesum_test.sh PROGRAM
+# shellcheck disable=SC2317 # the claims are called by their names, at the end
 set -u
 export LC_ALL=C
 umask 022
@@ -37,7 +38,7 @@ run_unprivileged() {
         return
     fi
     mkdir "$work/bin"
-    cp "$program" $(ldd "$program" | awk '/libvesko/ {print $3}') "$work/bin"
+    cp "$program" "$(ldd "$program" | awk '/libvesko/ {print $3}')" "$work/bin"
     local nobody=(setpriv --reuid=65534 --regid=65534 --clear-groups)
     local program="$work/bin/run"
     printf '#!/bin/sh\nLD_LIBRARY_PATH=%q exec %s %q "$@"\n' \
@@ -46,12 +47,15 @@ run_unprivileged() {
     run "$@"
 }
 
-sums_a_tree_in_the_order_of_its_names() {
+it_sums_a_tree_in_the_order_of_its_names() {
     mkdir -p t/a t/.hidden t/empty
     local name
     for name in a-b a.c a/x a/.y b .hidden/z; do echo "$name" >"t/$name"; done
     : >t/nothing
-    (cd t && run && expect 0 "$(md5sum ./.hidden/z ./a/.y ./a/x ./a-b ./a.c ./b ./nothing)" "")
+    cd t || return
+    run
+    expect 0 "$(md5sum ./.hidden/z ./a/.y ./a/x ./a-b ./a.c ./b ./nothing)" ""
+    cd .. || return
     run t
     expect 0 "$(expected_sums t)" ""
     run --sha1 t/ t/b
@@ -60,14 +64,14 @@ sums_a_tree_in_the_order_of_its_names() {
     expect 0 "$(md5sum t/b)" ""
 }
 
-writes_crc32_lines_of_the_same_form() {
+it_writes_crc32_lines_of_the_same_form() {
     printf 123456789 >digits
     : >empty
     run --crc32 digits empty
     expect 0 $'cbf43926  digits\n00000000  empty' ""
 }
 
-escapes_names_as_the_system_does() {
+it_escapes_names_as_the_system_does() {
     mkdir t
     local name
     for name in $'line\nfeed' $'return\r' 'back\slash' $'all\\\r\n\\n' '-dash' ' blank ' $'tab\t' $'\377'; do
@@ -76,7 +80,7 @@ escapes_names_as_the_system_does() {
     local tool
     for tool in md5sum sha1sum; do
         run "--${tool%sum}" t
-        expect 0 "$(expected_sums t $tool)" ""
+        expect 0 "$(expected_sums t "$tool")" ""
         same "$tool -c" "" "$(printf '%s\n' "$out" | $tool --quiet -c 2>&1)"
         printf '%s\n' "$out" >manifest
         run --check manifest
@@ -86,7 +90,7 @@ escapes_names_as_the_system_does() {
     expect 1 "" 'treesum: t/no\nsuch: No such file or directory'
 }
 
-passes_over_links_and_special_files_inside_a_tree() {
+it_passes_over_links_and_special_files_inside_a_tree() {
     mkdir -p t/d other
     echo 1 >t/file
     echo 2 >other/file
@@ -104,7 +108,7 @@ passes_over_links_and_special_files_inside_a_tree() {
     expect 1 "$(md5sum t/file)" "treesum: t/dangling: No such file or directory"
 }
 
-reads_files_of_any_size_within_the_budget() {
+it_reads_files_of_any_size_within_the_budget() {
     local size
     for size in 1 3071 3072 3073 114687 114688 114689 229376 5000000; do
         head -c "$size" /dev/urandom >"f$size"
@@ -120,7 +124,7 @@ reads_files_of_any_size_within_the_budget() {
     expect 0 "$(gzip -c f5000000 | tail -c 8 | od -An -tx4 -N4 | tr -d ' ')  f5000000" ""
 }
 
-goes_down_as_far_as_paths_can_be_named() {
+it_goes_down_as_far_as_paths_can_be_named() {
     local levels
     levels=$(printf 'd/%.0s' {1..2000})
     mkdir -p "t/$levels" && echo deep >"t/${levels}file"
@@ -131,7 +135,8 @@ goes_down_as_far_as_paths_can_be_named() {
     run t
     same "status" 1 "$status"
     same "standard output" "$(md5sum "t/${levels}file" t/file)" "$out"
-    same "standard error" "treesum: t/d/: File name too long" "${err:0:13}${err##*[de]}"
+    [[ $err == "treesum: t/d/"*"/e: File name too long" && ${#err} -gt 4000 ]] ||
+        same "standard error" "treesum: t/d/.../e: File name too long" "$err"
     local long
     long=$(printf 'n%.0s' {1..255})
     mkdir -p "l/$long" && echo long >"l/$long/$long"
@@ -139,7 +144,7 @@ goes_down_as_far_as_paths_can_be_named() {
     expect 0 "$(md5sum "l/$long/$long")" ""
 }
 
-reports_what_it_may_not_read_and_goes_on() {
+it_reports_what_it_may_not_read_and_goes_on() {
     mkdir -p t/closed t/listed/below
     touch t/a t/b t/listed/file t/secret
     chmod 000 t/closed t/secret
@@ -152,14 +157,14 @@ treesum: t/secret: Permission denied
 treesum: t/missing: No such file or directory"
 }
 
-reports_a_read_error() {
+it_reports_a_read_error() {
     echo 1 >file
     run /proc/self/mem file
     expect 1 "$(md5sum file)" "treesum: /proc/self/mem: Input/output error"
 }
 
 # The program fills the pipe and waits, long before it comes to the last names.
-reports_what_vanishes_during_the_walk() {
+it_reports_what_vanishes_during_the_walk() {
     mkdir -p t/zz-directory
     touch t/zz-file t/zzz
     local i long
@@ -179,18 +184,19 @@ treesum: t/zz-file: No such file or directory" "$(<err)"
     same "closed pipe" "treesum: standard output: Broken pipe" "$(<err)"
 }
 
-notices_a_full_disk() {
+it_notices_a_full_disk() {
     echo 1 >file
     md5sum file >manifest
     local arguments
     for arguments in file "--check manifest" --help --version; do
+        # shellcheck disable=SC2086 # words of their own
         "$program" $arguments >/dev/full 2>err
         same "status of $arguments" 1 $?
         same "$arguments" "treesum: standard output: No space left on device" "$(<err)"
     done
 }
 
-stops_after_the_current_file_when_interrupted() {
+it_stops_after_the_current_file_when_interrupted() {
     mkfifo pipe
     echo 1 >file
     local signal
@@ -199,7 +205,6 @@ stops_after_the_current_file_when_interrupted() {
         env --default-signal=INT "$program" file pipe file >out 2>err &
         exec 3>pipe # comes back when the program has opened the other end
         kill -"${signal%:*}" $!
-        sleep 0.1 # by the test's end the signal may come first or last: the outcome is the same
         echo 2 >&3
         exec 3>&-
         wait $!
@@ -209,7 +214,7 @@ stops_after_the_current_file_when_interrupted() {
     done
 }
 
-reads_standard_input() {
+it_reads_standard_input() {
     run - < <(echo text)
     expect 0 "$(echo text | md5sum)" ""
     echo 1 >file
@@ -217,7 +222,7 @@ reads_standard_input() {
     expect 0 "file: OK" ""
 }
 
-verifies_as_the_system_does() {
+it_verifies_as_the_system_does() {
     echo 1 >file
     echo 2 >'back\slash'
     echo 3 >$'line\nfeed'
@@ -225,14 +230,14 @@ verifies_as_the_system_does() {
     local good none
     good=$(md5sum file | cut -c 1-32) none=$(md5sum </dev/null | cut -c 1-32)
     md5sum -- * >all
-    # One line each, all before a good one.
+    # Each behind good lines: what the first of all looks like changes how the system reads it.
     local lines=("" "# comment" "junk" " # no comment" "$good" "$good  " "$good *file" "${good^^}  file"
         $' \t'"$good  file" "$none  file" "$none  gone" "$none  ." $'\\'"$none  go\\nne"
         "$good"$'  file\r' "${good}0  file" "${good:1}  file" "\\$good  a\\b" "\\$good  a\\"
         "$none  back\\slash" "\\$none  back\\\\slash" "$(head -c 5000 /dev/zero | tr '\0' x)")
     local line sums
     for line in "${lines[@]}"; do
-        { printf '%s\n' "$line"; cat all; } >manifest
+        { cat all; printf '%s\n' "$line"; } >manifest
         sums=$(md5sum -c manifest 2>system)
         run --check manifest
         same "lines for '${line:0:50}'" "$sums" "$out"
@@ -240,17 +245,16 @@ verifies_as_the_system_does() {
             "$(sed "s/^md5sum/treesum/; s/'go'.*'ne'/go\\\\nne/" system)" "$err"
         same "status for '${line:0:50}'" "$([[ -s system ]] && echo 1 || echo 0)" "$status"
     done
-    printf '%s\n' "${lines[@]}" >many
-    printf '%s  file' "$good" >>many # no line feed at the end
+    { cat all; printf '%s\n' "${lines[@]}"; printf '%s  file' "$good"; } >many # no line feed at the end
     run --check many
     same "many" "$(md5sum -c many 2>&1 | sed "s/^md5sum/treesum/; s/'go'.*'ne'/go\\\\nne/" | sort)" \
         "$(sort "$work/out" "$work/err")"
-    printf '\0\n%s  file\n' "$good" >zero
-    run --check zero
-    expect 1 "file: OK" "treesum: WARNING: 1 line is improperly formatted"
+    printf '\0\n%s  file\0\n\0%s  file\n%s  file\n\0' "$good" "$good" "$good" >zeros
+    run --check zeros
+    expect 1 "file: OK" "treesum: WARNING: 4 lines are improperly formatted"
 }
 
-finds_the_algorithm_unless_told() {
+it_finds_the_algorithm_unless_told() {
     echo 1 >file
     { md5sum file; sha1sum file; } >both
     "$program" --crc32 file >>both
@@ -263,14 +267,14 @@ finds_the_algorithm_unless_told() {
     expect 1 "" "treesum: md5: no properly formatted checksum lines found"
 }
 
-prints_only_failures_when_quiet() {
+it_prints_only_failures_when_quiet() {
     echo 1 >file
     { md5sum file; echo "00000000  file"; } >manifest
     run --quiet --check manifest
     expect 1 "file: FAILED" "treesum: WARNING: 1 computed checksum did NOT match"
 }
 
-reports_a_manifest_that_cannot_be_read() {
+it_reports_a_manifest_that_cannot_be_read() {
     mkdir directory
     : >empty
     local rows=("directory:Is a directory" "gone:No such file or directory"
@@ -284,7 +288,7 @@ reports_a_manifest_that_cannot_be_read() {
     expect 1 "" "treesum: standard input: no properly formatted checksum lines found"
 }
 
-refuses_a_wrong_command_line() {
+it_refuses_a_wrong_command_line() {
     local budget="a budget is a size of 4K to 1024M, not"
     local rows=("--bogus:unknown option '--bogus'" "-x:unknown option '-x'"
         "--md5=1:unknown option '--md5=1'" "--budget:option '--budget' wants a value"
@@ -295,12 +299,13 @@ refuses_a_wrong_command_line() {
         rows+=("--budget $size:$budget '$size'")
     done
     for row in "${rows[@]}"; do
+        # shellcheck disable=SC2086 # words of their own
         run ${row%%:*}
         expect 2 "" "treesum: ${row#*:}; try 'treesum --help'"
     done
 }
 
-explains_itself() {
+it_explains_itself() {
     run --help
     same "status" 0 "$status"
     same "first words" "Usage: treesum" "${out:0:14}"
@@ -310,10 +315,9 @@ explains_itself() {
 }
 
 failures=0
-# Every function whose name is a claim: the tools above have none of these words' number.
-for claim in $(declare -F | awk '{print $3}' | grep '_.*_'); do
+for claim in $(declare -F | awk '{print $3}' | grep '^it_'); do
     mkdir "$work/$claim"
-    if ! (cd "$work/$claim" && failed=0 && "$claim" && exit $failed); then
+    if ! (cd "$work/$claim" && failed=0 && "$claim" && exit "$failed"); then
         echo "FAILED $claim"
         failures=$((failures + 1))
     fi

@@ -1,4 +1,5 @@
-// Runs under each policy in turn: `--policy=N`, and `--align=N` for the unit of packet sizes.
+// Runs under each policy in turn: `--policy=N`, and `--align=N` for the size that packets are
+// rounded to.
 
 #include "vesko/memory/packet.h"
 
@@ -6,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -35,7 +37,8 @@ int s_policy = CPacketManager::policySystem;
 unsigned int s_unit = 4;
 thread_local bool s_heapIsShort = false;
 
-std::atomic<int> s_blocks{0};          // of the replaced functions, in use
+std::atomic<int> s_blocks{0};  // of the replaced functions, in use
+std::atomic<int> s_copies{0};
 std::atomic<unsigned int> s_asked{0};  // by the last call
 
 void* countedMalloc(unsigned int size) {
@@ -48,6 +51,7 @@ void countedFree(void* block) {
     std::free(block);
 }
 void* countedMemcpy(void* dst, const void* src, unsigned int size) {
+    ++s_copies;
     return std::memcpy(dst, src, size);
 }
 
@@ -283,7 +287,7 @@ TEST_F(Packet, TakesAnAttachedBuffer) {
     EXPECT_EQ(s_freed.data, &user);
     EXPECT_EQ(s_freed.size, 100U);
 
-    CPacket(100, noteFree, &user, 0);  // never attached: nothing is called
+    CPacket(100, noteFree, &user, 0).reset();  // never attached: nothing is called
     EXPECT_EQ(s_freed.calls, 1);
     CPacket(100, {}, &user, 0).putBuffer(m_memory, 1);
 }
@@ -353,9 +357,10 @@ TEST_F(SizedPacket, MayBeSharedByThreads) {
     std::atomic<unsigned int> sum{0};
     const auto work = [&sum](CPacket packet, std::size_t place) {
         for (int i = 0; i < 2000; ++i) {
-            const CPacket copy(packet);
+            CPacket copy(packet);
             const CPacket own(static_cast<unsigned int>(i), 8);
             ++copy.getBuffer()[place];
+            copy.reset();
         }
         packet.reset();  // either thread may be the last: it must see what the other wrote
         ++sum;
@@ -380,7 +385,9 @@ TEST_F(Packet, ManagerFollowsThePolicy) {
     EXPECT_EQ(manager->getBufferSize(), pool ? poolSize : 0);
     EXPECT_EQ(manager->getPoolBuffer() != nullptr, pool);
     void* const block = manager->malloc(1025);
+    s_copies = 0;
     EXPECT_EQ(manager->memcpy(block, "bytes", 6), block);
+    EXPECT_EQ(s_copies, pool ? 0 : 1);  // the pool's function is for copies within it
     EXPECT_STREQ(static_cast<char*>(block), "bytes");
     EXPECT_EQ(manager->getFreeSize(), pool ? poolSize - 2048 : 0);
     manager->free(block);
@@ -414,6 +421,7 @@ int main(int argc, char** argv) {
     }
     CPacketManager::MemoryOperator memop{countedMalloc, countedFree, countedMemcpy};
     CPacketManager::PoolParameter parameter{poolSize, chunkSize, s_unit};
+    s_unit = std::bit_floor(s_unit);
     CPacketManager::config(static_cast<CPacketManager::Policy>(s_policy), &memop, &parameter);
     return RUN_ALL_TESTS();
 }

@@ -143,9 +143,14 @@ public:
 
     /// Keeps the first `n` characters, as `resize` would.
     void cut(size_type n) noexcept {
-        if (!Small()) return resizeBig(n, value_type());
-        assert(n <= smallSize());
-        setSmallSize(n);
+        assert(n <= size());
+        if (Small()) {
+            setSmallSize(n);
+        } else if (n > threshold) {
+            storage().cut(n);
+        } else {
+            becomeSmall(n);
+        }
     }
 
     void swap(SmallStringOpt& rhs) noexcept {
@@ -224,6 +229,8 @@ private:
         buf_[maxSmallString] = static_cast<value_type>(magic);
     }
 
+    // Gives the storage back and keeps the first n characters.
+    void becomeSmall(size_type n) noexcept;
     void moveToStorage(size_type newCapacity);
     iterator expandBeyond(size_type n);
     void resizeBig(size_type n, value_type c);
@@ -234,6 +241,15 @@ private:
         Align align_;
     };
 };
+
+template <class Storage, unsigned int threshold, typename Align>
+void SmallStringOpt<Storage, threshold, Align>::becomeSmall(size_type n) noexcept {
+    assert(capacity() > n);
+    SmallStringOpt kept;
+    copyCharacters(kept.buf_, begin(), n);
+    kept.setSmallSize(n);
+    kept.swap(*this);
+}
 
 template <class Storage, unsigned int threshold, typename Align>
 void SmallStringOpt<Storage, threshold, Align>::moveToStorage(size_type newCapacity) {
@@ -254,10 +270,8 @@ SmallStringOpt<Storage, threshold, Align>::expandBeyond(size_type n) {
 template <class Storage, unsigned int threshold, typename Align>
 void SmallStringOpt<Storage, threshold, Align>::resizeBig(size_type n, value_type c) {
     if (n > threshold) return storage().resize(n, c);
-    assert(capacity() > n);
-    SmallStringOpt cut(begin(), std::min(n, size()));
-    cut.resize(n, c);
-    cut.swap(*this);
+    becomeSmall(std::min(n, size()));
+    resize(n, c);
 }
 
 }  // namespace Tovra::Vesko::Detail
