@@ -187,7 +187,8 @@ long FileDefaultOpt::findfirst(const char* pattern, FileInfo& info) {
     Platform::FileSearch* search = Platform::_findfirst(pattern, found);
     if (search == nullptr) return -1;
     describe(info, found);
-    static_assert(sizeof(long) >= sizeof(Platform::FileSearch*), "a search handle carries the pointer");
+    static_assert(sizeof(long) >= sizeof(Platform::FileSearch*),
+                  "a search handle carries the pointer");
     return reinterpret_cast<long>(search);
 }
 

@@ -115,7 +115,7 @@ it_reads_files_of_any_size_within_the_budget() {
     done
     local budget
     for budget in 4K 5000 65536 2M 100m; do
-        run --budget $budget .
+        run --budget "$budget" .
         expect 0 "$(expected_sums .)" ""
         run "--budget=$budget" --sha1 .
         expect 0 "$(expected_sums . sha1sum)" ""
