@@ -53,15 +53,6 @@ TEST(LegacyMutex, EnterAfterAnAbandoningOwnerIsFalseYetOwns) {
     EXPECT_TRUE(mutex.Leave());
 }
 
-TEST(LegacyMutex, GuardOwnsForItsScope) {
-    CMutex mutex;
-    {
-        const CGuard guard(mutex);
-        EXPECT_FALSE(triedElsewhere(mutex));
-    }
-    EXPECT_TRUE(triedElsewhere(mutex));
-}
-
 TEST(LegacyMutex, ExcludesThreads) {
     CMutex mutex;
     int count = 0;

@@ -2,27 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <vector>
 
 namespace {
 
 using namespace Tovra::Platform;
-
-TEST(Tls, KeepsAValueForEachThread) {
-    const std::uint32_t index = TlsAlloc();
-    ASSERT_NE(index, TLS_OUT_OF_INDEXES);
-    int mine = 0;
-    EXPECT_TRUE(TlsSetValue(index, &mine));
-    std::thread([index] {
-        int theirs = 0;
-        EXPECT_EQ(TlsGetValue(index), nullptr);
-        EXPECT_TRUE(TlsSetValue(index, &theirs));
-        EXPECT_EQ(TlsGetValue(index), &theirs);
-    }).join();
-    EXPECT_EQ(TlsGetValue(index), &mine);
-    EXPECT_TRUE(TlsFree(index));
-}
 
 TEST(Tls, RunsOutAndComesBackEmpty) {
     std::vector<std::uint32_t> slots;
