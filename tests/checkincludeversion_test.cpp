@@ -21,7 +21,7 @@ struct Module {
 };
 
 void expectLines(const std::string& text, const Lines& messages) {
-    Tovra::Testing::expectLines(text, "src/checkincludeversion\\.cpp", messages);
+    Tovra::Testing::expectLines(text, "src/checkincludeversion.cpp", messages);
 }
 
 TEST(CheckIncludeVersion, TakesDigitsAloneForANumber) {

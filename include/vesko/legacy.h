@@ -3,3 +3,4 @@
 /// The older classes of the global namespace, kept for programs that use them.
 
 #include "vesko/mutex.h"
+#include "vesko/time.h"

@@ -14,3 +14,4 @@
 #include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/log.h"
 #include "vesko/vesko3/string.h"
+#include "vesko/vesko3/time.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 /// The wall clock, its zone, and the interval counter.
@@ -38,28 +39,41 @@ struct ClockTable {
 /// The table that asks the system.
 extern const ClockTable s_systemClock;
 
-/// Puts a table in the place of the present one. The table must live as long as it is used.
+namespace Detail {
+inline constinit std::atomic<const ClockTable*> s_clock{&s_systemClock};
+
+// The acquire pairs with the release in replaceClock.
+inline const ClockTable& clock() { return *s_clock.load(std::memory_order_acquire); }
+}  // namespace Detail
+
+/// Puts a table in the place of the present one. It must live as long as it is used.
 /// @return the table it replaces
-const ClockTable* replaceClock(const ClockTable* table);
+inline const ClockTable* replaceClock(const ClockTable* table) {
+    return Detail::s_clock.exchange(table, std::memory_order_acq_rel);
+}
 
 /// @return the wall clock in local time, daylight saving applied
-SYSTEMTIME GetLocalTime();
+inline SYSTEMTIME GetLocalTime() { return Detail::clock().GetLocalTime(); }
 
 /// @return the wall clock in UTC
-SYSTEMTIME GetSystemTime();
+inline SYSTEMTIME GetSystemTime() { return Detail::clock().GetSystemTime(); }
 
 /// Sets the wall clock.
 /// @param time local time; `wDayOfWeek` is not looked at
 /// @return false, with the clock as it was, when a field is out of range or the system refused
-bool SetLocalTime(const SYSTEMTIME& time);
+inline bool SetLocalTime(const SYSTEMTIME& time) { return Detail::clock().SetLocalTime(time); }
 
 /// @return the offset of local standard time; daylight saving is not applied
-TIME_ZONE_INFORMATION GetTimeZoneInformation();
+inline TIME_ZONE_INFORMATION GetTimeZoneInformation() {
+    return Detail::clock().GetTimeZoneInformation();
+}
 
 /// @return steps of the interval counter in a second; never changes
-std::int64_t QueryPerformanceFrequency();
+inline std::int64_t QueryPerformanceFrequency() {
+    return Detail::clock().QueryPerformanceFrequency();
+}
 
 /// @return the interval counter, which does not follow the wall clock
-std::int64_t QueryPerformanceCounter();
+inline std::int64_t QueryPerformanceCounter() { return Detail::clock().QueryPerformanceCounter(); }
 
 }  // namespace Tovra::Platform

@@ -21,4 +21,7 @@ inline std::uint32_t GetCurrentThreadId() {
     return id != 0 ? id : Detail::fetchThreadId();
 }
 
+/// Blocks the calling thread for at least so long, whatever signals it handles meanwhile.
+void Sleep(std::uint32_t milliSeconds);
+
 }  // namespace Tovra::Platform

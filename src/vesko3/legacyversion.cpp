@@ -24,21 +24,21 @@ std::vector<VersionMatcher>& Detail::versionMatchers() {
     return s_matchers;
 }
 
-CLegacyVersion::CLegacyVersion(const char* name, int major, int minor, int patch,
-                               const char* revision, const char* date)
-    : major{major}, minor{minor}, patch{patch}, date{} {
-    const char* const knownName = Detail::textOrEmpty(name);
-    const char* const stamp = Detail::textOrEmpty(revision);
-    Detail::versionMatchers().push_back({knownName, major, minor, patch});
-    Detail::copyText(this->name, knownName);
-    this->revision = revisionOf(stamp);
+CLegacyVersion::CLegacyVersion(const char* nameText, int first, int second, int third,
+                               const char* revisionText, const char* dateText)
+    : major{first}, minor{second}, patch{third}, date{} {
+    const char* const wholeName = Detail::textOrEmpty(nameText);
+    const char* const stamp = Detail::textOrEmpty(revisionText);
+    Detail::versionMatchers().push_back({wholeName, first, second, third});
+    Detail::copyText(name, wholeName);
+    revision = revisionOf(stamp);
     if (std::strchr(stamp, 'M') != nullptr) {
         logInfo(
             "Some [%s] files are not commit to SVN server. It compied wtih local modified "
             "files.\n",
-            knownName);
+            wholeName);
     }
-    Detail::readDate(Detail::textOrEmpty(date), this->date);
+    Detail::readDate(Detail::textOrEmpty(dateText), date);
 }
 
 }  // namespace Tovra::Vesko

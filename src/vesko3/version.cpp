@@ -30,15 +30,15 @@ int revisionOf(const char* text) {
 
 }  // namespace
 
-CVersion::CVersion(const char* name, int major, int minor, int patch, const char* revision,
-                   const char* date)
-    : major{major},
-      minor{minor},
-      patch{patch},
-      revision{revisionOf(Detail::textOrEmpty(revision))},
+CVersion::CVersion(const char* nameText, int first, int second, int third, const char* revisionText,
+                   const char* dateText)
+    : major{first},
+      minor{second},
+      patch{third},
+      revision{revisionOf(Detail::textOrEmpty(revisionText))},
       date{} {
-    Detail::copyText(this->name, Detail::textOrEmpty(name));
-    Detail::readDate(Detail::textOrEmpty(date), this->date);
+    Detail::copyText(name, Detail::textOrEmpty(nameText));
+    Detail::readDate(Detail::textOrEmpty(dateText), date);
 }
 
 void CVersion::print() const {
@@ -46,8 +46,8 @@ void CVersion::print() const {
             date.year, date.month, date.day);
 }
 
-void CVersion::setAppDate(const char* date) {
-    Detail::readDate(Detail::textOrEmpty(date), appDate);
+void CVersion::setAppDate(const char* dateText) {
+    Detail::readDate(Detail::textOrEmpty(dateText), appDate);
 }
 
 }  // namespace Tovra::Vesko

@@ -5,7 +5,9 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
+#include <vector>
 
 #include "support/capture.h"
 #include "support/lines.h"
@@ -188,16 +190,16 @@ TEST(LegacyVersion, ReadsTheRevisionAndTellsOfLocalChanges) {
                               {"Win32", 0, false},   {"Rev: 56", 56, false}, {"1:23:4", 23, false},
                               {"12:M", 0, true},     {"9:", 0, false},       {"Module", 0, true},
                               {"m5", 0, false},      {"", 0, false},         {":5", 5, false}};
-    for (const auto& [text, revision, changed] : cases) {
-        SCOPED_TRACE(text);
+    for (const Case& sample : cases) {
+        SCOPED_TRACE(sample.text);
         const auto make = [&] {
-            const CLegacyVersion version("Sample", 1, 2, 3, text, plainDate);
-            EXPECT_EQ(version.revision, revision);
+            const CLegacyVersion version("Sample", 1, 2, 3, sample.text, plainDate);
+            EXPECT_EQ(version.revision, sample.revision);
             EXPECT_EQ(version.date.day, 16);
         };
         EXPECT_EQ(printed(3, make), "");
         std::vector<std::string> lines;
-        if (changed) {
+        if (sample.changed) {
             lines.emplace_back(
                 "Some [Sample] files are not commit to SVN server. It compied wtih "
                 "local modified files.");

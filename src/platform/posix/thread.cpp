@@ -1,7 +1,9 @@
 #include "platform/thread.h"
 
+#include <errno.h>
 #include <pthread.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace Tovra::Platform::Detail {
@@ -21,3 +23,13 @@ std::uint32_t fetchThreadId() {
 }
 
 }  // namespace Tovra::Platform::Detail
+
+namespace Tovra::Platform {
+
+void Sleep(std::uint32_t milliSeconds) {
+    timespec left{milliSeconds / 1000, (milliSeconds % 1000) * 1'000'000L};
+    while (::nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+}  // namespace Tovra::Platform
