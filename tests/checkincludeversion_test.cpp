@@ -119,15 +119,6 @@ TEST(CheckIncludeVersion, TheFrontReportsAFailureAndGoesOn) {
                  "<object> B front 2", "<object> check include version failed, assert"});
 }
 
-TEST(CheckIncludeVersion, TheLibraryIsTheFirstOfTheProcess) {
-    static constexpr IncludeVersionRow rows[] = {{"URL: vesko/include/Memory", "1"}};
-    expectLines(
-        printed(3, [] { const CCheckIncludeVersion check("Late", rows, 1); }),
-        {"<object> check include version failed", "<object> Vesko URL: vesko/include/Memory 282672",
-         "<object> Late URL: vesko/include/Memory 1",
-         "<object> check include version failed, assert"});
-}
-
 TEST(CheckIncludeVersion, RegistersFromManyThreads) {
     static constexpr IncludeVersionRow rows[] = {{"x", "1"}};
     static constexpr IncludeVersionRow others[] = {{"x", "2"}};

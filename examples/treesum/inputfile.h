@@ -8,7 +8,8 @@ namespace TreeSum {
 /// A file that is read from its start to its end; "-" is standard input.
 ///
 /// Reads through the library's table of file operations. Owns the open file, but not standard
-/// input. Units: sizes are bytes.
+/// input.
+/// Units: sizes are bytes.
 class InputFile {
 public:
     /// Opens the file. `error` tells whether that worked.

@@ -19,8 +19,7 @@ struct ManifestEntry {
 std::string escapedName(std::string_view name);
 
 /// @return a line in the form of the system's checksum tools: the digest, two blanks and the name;
-/// a
-///         backslash goes before it all when the name had to be escaped
+///         a backslash goes before it all when the name had to be escaped
 std::string manifestLine(std::string_view digest, std::string_view name);
 
 /// Reads a line back. The second blank may be a '*', the digits may be capitals, and blanks may

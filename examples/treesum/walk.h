@@ -13,8 +13,8 @@ namespace TreeSum {
 /// Entries come sorted by the bytes of their names, the content of a directory at the directory's
 /// own place. Hidden files are included. Symbolic links, pipes, sockets and devices are passed over
 /// without being opened. What cannot be read is reported, and the walk goes on behind it. The depth
-/// of the tree is limited by the system's longest path alone. Threads: an object belongs to one
-/// thread.
+/// of the tree is limited by the system's longest path alone.
+/// Threads: an object belongs to one thread.
 class TreeWalk {
 public:
     /// Starts at a directory, which may be a symbolic link to one.

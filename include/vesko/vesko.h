@@ -15,3 +15,4 @@
 #include "vesko/vesko3/log.h"
 #include "vesko/vesko3/string.h"
 #include "vesko/vesko3/time.h"
+#include "vesko/vesko3/version.h"

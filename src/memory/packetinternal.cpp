@@ -31,7 +31,7 @@ using HeadBlock = std::unique_ptr<std::uint8_t, RuntimeFree>;
 HeadBlock allocateHead(std::size_t size) {
     HeadBlock head(static_cast<std::uint8_t*>(std::malloc(size)));
     if (!head) {
-        VESKO_FILTERED_THREAD(2, "PacketInternal::create(): malloc failured! size(%zu)\n", size);
+        VESKO_FILTERED_THREAD(error, "PacketInternal::create(): malloc failured! size(%zu)\n", size);
     }
     return head;
 }
@@ -74,7 +74,7 @@ OldPacketInternal* OldPacketInternal::create(unsigned int size, unsigned int ext
         case CPacketManager::policyPoolData:
             return createBesideBlock(manager, size, extSize);
         default:
-            VESKO_FILTERED(6, "tracepoint:\n");
+            VESKO_FILTERED(debug, "tracepoint:\n");
             return nullptr;
     }
 }
@@ -143,7 +143,7 @@ OldPacketInternal* OldPacketInternal::create(unsigned int size, const FreeFuncti
 OldPacketInternal* OldPacketInternal::create(const CPacket& packet, unsigned int offset,
                                              unsigned int size, unsigned int extSize) {
     if (!liesIn(packet.size(), offset, size)) {
-        VESKO_FILTERED_THREAD(3,
+        VESKO_FILTERED_THREAD(warn,
                               "PacketInternal::create() offset or size is invalid!! "
                               "huge_size(%zu), offset(%zu), size(%zu)\n",
                               std::size_t{packet.size()}, std::size_t{offset}, std::size_t{size});

@@ -64,7 +64,7 @@ void PacketManagerInternal::config(CPacketManager::Policy policy,
                                    CPacketManager::MemoryOperator* memop,
                                    CPacketManager::PoolParameter* param) {
     if (!s_configurable.load(std::memory_order_relaxed)) {
-        VESKO_FILTERED_THREAD(3,
+        VESKO_FILTERED_THREAD(warn,
                               "PacketManagerInternal::config() failured: Packet Manager has been "
                               "configured!\n");
         return;

@@ -26,8 +26,9 @@ struct BufferNode {
 ///
 /// The pool is a buddy allocator. A block of order o is 2^o chunks, and the index of its first
 /// chunk is a multiple of 2^o; the buddy that it merges with differs from it in bit o of that
-/// index. Blocks bear no headers: the tables lie outside the pool. Threads: any thread may call any
-/// operation. The lock is a leaf: nothing is called, and nothing is printed, while it is held.
+/// index. Blocks bear no headers: the tables lie outside the pool.
+/// Threads: any thread may call any operation. The lock is a leaf: nothing is called, and nothing
+/// is printed, while it is held.
 class PacketManagerInternal {
 public:
     static PacketManagerInternal* instance();
@@ -49,8 +50,7 @@ public:
     }
 
     /// @return `size` rounded up to the unit of packet sizes. It is computed in `size_t`, so that
-    /// no
-    ///         sum of 32-bit sizes wraps.
+    ///         no sum of 32-bit sizes wraps.
     std::size_t roundUp(std::size_t size) const {
         return (size + m_alignment - 1) & ~(std::size_t{m_alignment} - 1);
     }

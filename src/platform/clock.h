@@ -6,7 +6,8 @@
 /// The wall clock, its zone, and the interval counter.
 ///
 /// Every function goes through one table, which tests replace: no test reads or sets the machine's
-/// clock by accident. Threads: any thread may call any function.
+/// clock by accident.
+/// Threads: any thread may call any function.
 namespace Tovra::Platform {
 
 /// A date and a time of day, as the system tells it.

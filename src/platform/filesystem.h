@@ -23,7 +23,7 @@ enum OpenFlags : unsigned int {
     openNoInherit = 1U << 6
 };
 
-/// Opens a file and gives its descriptor.
+/// Opens a file and gives its descriptor. A directory is none.
 /// @param permission of a file that is created
 int _open(const char* path, unsigned int flags, int permission);
 

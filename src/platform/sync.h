@@ -8,40 +8,58 @@
 
 /// Critical sections, and waitable objects behind handles.
 ///
-/// Threads: any thread may call any function. Units: milliseconds, on the monotonic clock.
+/// Threads: any thread may call any function.
+/// Units: milliseconds, on the monotonic clock.
 namespace Tovra::Platform {
+
+/// A time limit that never comes.
+inline constexpr std::uint32_t INFINITE = 0xFFFFFFFF;
+
+/// One word that threads exclude each other with. Without contention it makes no system call.
+class LockWord {
+public:
+    void reset() { m_state.store(freeState, std::memory_order_relaxed); }
+
+    /// @return true when the word was free and is the caller's now
+    bool takeIfFree() {
+        std::uint32_t expected = freeState;
+        return m_state.compare_exchange_strong(expected, heldState, std::memory_order_acquire,
+                                               std::memory_order_relaxed);
+    }
+
+    /// Sleeps until the word is free, and takes it.
+    /// @return false after so many milliseconds without it
+    bool takeSleeping(std::uint32_t milliSeconds);
+
+    /// Frees the word and wakes one sleeper. The word may be gone as soon as it is free: what
+    /// follows uses its address alone.
+    void give() {
+        if (m_state.exchange(freeState, std::memory_order_release) == contendedState) wakeOne();
+    }
+
+private:
+    // Free, held, or held while others may sleep on it.
+    static constexpr std::uint32_t freeState = 0;
+    static constexpr std::uint32_t heldState = 1;
+    static constexpr std::uint32_t contendedState = 2;
+
+    void wakeOne() const;
+
+    std::atomic<std::uint32_t> m_state{freeState};
+};
 
 /// A lock in user space that lets its holder pass again.
 ///
 /// Entering and leaving it make no system call unless threads meet. It must be left as often, and
 /// by the thread, that entered it. It must be free when it ends.
 struct VESKO_LOCKABLE CRITICAL_SECTION {
-    // Free, held, or held while others may sleep on it.
-    static constexpr std::uint32_t freeState = 0;
-    static constexpr std::uint32_t heldState = 1;
-    static constexpr std::uint32_t contendedState = 2;
-
-    std::atomic<std::uint32_t> state{freeState};
+    LockWord word;
     std::atomic<std::uint32_t> owner{0};  // thread id of the holder; only ever equal to one's own
     std::uint32_t depth = 0;              // entries of the holder; touched by it alone
 };
 
-namespace Detail {
-// Sleeps until the section is free and takes it.
-void enterContended(CRITICAL_SECTION* section);
-// Wakes one thread that sleeps on the section.
-void wakeOne(CRITICAL_SECTION* section);
-
-inline bool takeIfFree(CRITICAL_SECTION* section) {
-    std::uint32_t expected = CRITICAL_SECTION::freeState;
-    return section->state.compare_exchange_strong(expected, CRITICAL_SECTION::heldState,
-                                                  std::memory_order_acquire,
-                                                  std::memory_order_relaxed);
-}
-}  // namespace Detail
-
 inline void InitializeCriticalSection(CRITICAL_SECTION* section) {
-    section->state.store(CRITICAL_SECTION::freeState, std::memory_order_relaxed);
+    section->word.reset();
     section->owner.store(0, std::memory_order_relaxed);
     section->depth = 0;
 }
@@ -54,7 +72,7 @@ inline void EnterCriticalSection(CRITICAL_SECTION* section)
     VESKO_ACQUIRE(*section) VESKO_NO_THREAD_SAFETY {
     const std::uint32_t self = GetCurrentThreadId();
     if (section->owner.load(std::memory_order_relaxed) != self) {
-        if (!Detail::takeIfFree(section)) Detail::enterContended(section);
+        if (!section->word.takeIfFree()) section->word.takeSleeping(INFINITE);
         section->owner.store(self, std::memory_order_relaxed);
     }
     ++section->depth;
@@ -66,7 +84,7 @@ inline bool TryEnterCriticalSection(CRITICAL_SECTION* section)
     VESKO_TRY_ACQUIRE(true, *section) VESKO_NO_THREAD_SAFETY {
     const std::uint32_t self = GetCurrentThreadId();
     if (section->owner.load(std::memory_order_relaxed) != self) {
-        if (!Detail::takeIfFree(section)) return false;
+        if (!section->word.takeIfFree()) return false;
         section->owner.store(self, std::memory_order_relaxed);
     }
     ++section->depth;
@@ -79,10 +97,7 @@ inline void LeaveCriticalSection(CRITICAL_SECTION* section)
     VESKO_RELEASE(*section) VESKO_NO_THREAD_SAFETY {
     if (--section->depth != 0) return;
     section->owner.store(0, std::memory_order_relaxed);
-    // The section may be gone once it is free: what follows uses its address alone.
-    const std::uint32_t before =
-        section->state.exchange(CRITICAL_SECTION::freeState, std::memory_order_release);
-    if (before == CRITICAL_SECTION::contendedState) Detail::wakeOne(section);
+    section->word.give();
 }
 
 /// An object that threads can wait for: a semaphore or a mutex.
@@ -91,8 +106,6 @@ inline void LeaveCriticalSection(CRITICAL_SECTION* section)
 class Waitable;
 using HANDLE = Waitable*;
 
-inline constexpr std::uint32_t INFINITE = 0xFFFFFFFF;
-
 inline constexpr std::uint32_t WAIT_OBJECT_0 = 0;
 inline constexpr std::uint32_t WAIT_ABANDONED = 0x80;
 inline constexpr std::uint32_t WAIT_TIMEOUT = 0x102;
@@ -100,14 +113,12 @@ inline constexpr std::uint32_t WAIT_FAILED = 0xFFFFFFFF;
 
 /// Makes a counting semaphore.
 /// @return null when `initialCount` is not within 0 to `maximumCount`, `maximumCount` is below 1,
-/// or
-///         memory is short
+///         or memory is short
 HANDLE CreateSemaphoreA(std::int32_t initialCount, std::int32_t maximumCount);
 
 /// Adds to the count of a semaphore and wakes as many waiters.
 /// @return false, and the count is as before, when `handle` is no semaphore, `add` is below 1 or
-/// the
-///         maximum would be passed
+///         the maximum would be passed
 bool ReleaseSemaphore(HANDLE handle, std::int32_t add);
 
 /// Makes a mutex that nobody owns. Its owner may take it again, and a thread that ends while it
@@ -122,8 +133,7 @@ bool ReleaseMutex(HANDLE handle);
 /// Waits for an object: takes one count of a semaphore, or owns a mutex.
 /// @param milliSeconds 0 never blocks, `INFINITE` waits without limit
 /// @return `WAIT_OBJECT_0`; `WAIT_ABANDONED` when the caller now owns a mutex whose last owner
-/// ended;
-///         `WAIT_TIMEOUT`; `WAIT_FAILED` for a null handle
+///         ended; `WAIT_TIMEOUT`; `WAIT_FAILED` for a null handle
 std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliSeconds);
 
 /// Gives a handle back. Waits that run on the object go on.

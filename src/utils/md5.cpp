@@ -157,7 +157,7 @@ void CMd5::update(const unsigned char* data, unsigned int length) {
 
 void CMd5::final(unsigned char* digest) {
     if (digest == nullptr) {
-        VESKO_FILTERED(2, "digest is NULL\n");
+        VESKO_FILTERED(error, "digest is NULL\n");
         return;
     }
     finish(*m_internal);
@@ -166,7 +166,7 @@ void CMd5::final(unsigned char* digest) {
 
 void CMd5::hex(char* hash) {
     if (hash == nullptr) {
-        VESKO_FILTERED(2, "hash is NULL\n");
+        VESKO_FILTERED(error, "hash is NULL\n");
         return;
     }
     finish(*m_internal);

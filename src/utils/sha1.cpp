@@ -77,18 +77,15 @@ void runBlocks(Sha1Internal& record, const unsigned char* blocks, std::size_t bl
     s_run(record.state, record.buffer, blocks, blockCount);
 }
 
-// Each call lies deeper in the stack than the one before, where a block function that has returned
-// kept its working values.
-[[gnu::noinline]] void wipeStack(int sizeBytes) {
-    unsigned char step[128];
-    secureZero(step, sizeof(step));
-    const int rest = sizeBytes - static_cast<int>(sizeof(step));
-    if (rest > 0) wipeStack(rest);
-    secureZero(step, 1);  // keeps this frame, so that the call above cannot reuse it
+// Lies where a block function that has returned kept its working values. 368 bytes hold all that
+// the block function of an optimised build puts on the stack; they are cleared in whole steps.
+[[gnu::noinline]] void forgetWorkingValues() {
+    constexpr std::size_t stepBytes = 128;
+    unsigned char values[3 * stepBytes];
+    for (std::size_t at = 0; at < sizeof(values); at += stepBytes) {
+        secureZero(values + at, stepBytes);
+    }
 }
-
-// 368 bytes hold all that the block function puts on the stack.
-void forgetWorkingValues() { wipeStack(368); }
 
 void setUp(Sha1Internal& record) {
     record = Sha1Internal{};
@@ -134,7 +131,7 @@ void finish(Sha1Internal& record) {
 
 bool isRoomFor(unsigned int needed, unsigned int length) {
     if (length >= needed) return true;
-    VESKO_FILTERED(2, "len(%d) is invalid!\n", static_cast<int>(length));
+    VESKO_FILTERED(error, "len(%d) is invalid!\n", static_cast<int>(length));
     return false;
 }
 
@@ -160,7 +157,7 @@ void CSha1::update(const unsigned char* data, unsigned int length) {
 
 void CSha1::final(unsigned char* hash, unsigned int length) {
     if (hash == nullptr) {
-        VESKO_FILTERED(2, "hash is NULL!\n");
+        VESKO_FILTERED(error, "hash is NULL!\n");
         return;
     }
     if (!isRoomFor(sizeof(m_internal->digest), length)) return;
@@ -170,7 +167,7 @@ void CSha1::final(unsigned char* hash, unsigned int length) {
 
 void CSha1::hex(char* str, unsigned int length) {
     if (str == nullptr) {
-        VESKO_FILTERED(2, "str is NULL!\n");
+        VESKO_FILTERED(error, "str is NULL!\n");
         return;
     }
     constexpr unsigned int textLength = 2 * sizeof(Sha1Internal::digest);

@@ -24,10 +24,14 @@ public:
     }
 
     void set(int code, const char* message) {
+        const char* text = message != nullptr ? message : "";
         CGuard guard(m_mutex);
-        auto& entry = m_messages[code];
-        if (!entry) entry = std::make_unique<std::string>();
-        entry->assign(message != nullptr ? message : "");
+        if (const auto found = m_messages.find(code); found != m_messages.end()) {
+            found->second->assign(text);
+        } else {
+            // Made before the entry: there is never an entry without a text.
+            m_messages.emplace(code, std::make_unique<std::string>(text));
+        }
     }
 
     const char* get(int code) {
@@ -43,8 +47,9 @@ private:
 };
 
 [[noreturn]] void custom_abort() {
-    logInfo("custom_abort, line : %d\n", __LINE__);
-    std::fflush(stdout);  // abort flushes nothing
+    // abort flushes nothing. When no line was printed the stream is left alone: a thread that is
+    // stuck in it must not keep the process from ending.
+    if (logInfo("custom_abort, line : %d\n", __LINE__) > 0) std::fflush(stdout);
     std::abort();
 }
 

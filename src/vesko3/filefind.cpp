@@ -7,17 +7,6 @@
 
 namespace Tovra::Vesko {
 
-namespace {
-
-enum Attribute : std::uint32_t {
-    readOnlyAttribute = 0x01,
-    hiddenAttribute = 0x02,
-    directoryAttribute = 0x10,
-    allAttributes = 0xFFFF
-};
-
-}  // namespace
-
 /// Everything that both kinds of search know and do.
 struct FileFindInternal {
     FileFindInternal() = default;
@@ -70,10 +59,10 @@ std::string CFileFind::getFileName() { return m_internal->m_info.name; }
 std::string CFileFind::getFilePath() {
     return m_internal->m_directory.c_str() + std::string(m_internal->m_info.name);
 }
-bool CFileFind::isReadOnly() { return m_internal->has(readOnlyAttribute); }
-bool CFileFind::isDirectory() { return m_internal->has(directoryAttribute); }
-bool CFileFind::isHidden() { return m_internal->has(hiddenAttribute); }
-bool CFileFind::isNormal() { return !m_internal->has(allAttributes); }
+bool CFileFind::isReadOnly() { return m_internal->has(attributeReadOnly); }
+bool CFileFind::isDirectory() { return m_internal->has(attributeDirectory); }
+bool CFileFind::isHidden() { return m_internal->has(attributeHidden); }
+bool CFileFind::isNormal() { return !m_internal->has(attributeMask); }
 
 CFileFindEx::CFileFindEx() : m_internal(new FileFindInternal) {}
 CFileFindEx::~CFileFindEx() { delete m_internal; }
@@ -84,9 +73,9 @@ void CFileFindEx::close() { m_internal->close(); }
 unsigned int CFileFindEx::getLength() { return static_cast<unsigned int>(m_internal->m_info.size); }
 CString CFileFindEx::getFileName() { return CString(m_internal->m_info.name); }
 CString CFileFindEx::getFilePath() { return m_internal->m_directory + m_internal->m_info.name; }
-bool CFileFindEx::isReadOnly() { return m_internal->has(readOnlyAttribute); }
-bool CFileFindEx::isDirectory() { return m_internal->has(directoryAttribute); }
-bool CFileFindEx::isHidden() { return m_internal->has(hiddenAttribute); }
-bool CFileFindEx::isNormal() { return !m_internal->has(allAttributes); }
+bool CFileFindEx::isReadOnly() { return m_internal->has(attributeReadOnly); }
+bool CFileFindEx::isDirectory() { return m_internal->has(attributeDirectory); }
+bool CFileFindEx::isHidden() { return m_internal->has(attributeHidden); }
+bool CFileFindEx::isNormal() { return !m_internal->has(attributeMask); }
 
 }  // namespace Tovra::Vesko

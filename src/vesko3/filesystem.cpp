@@ -59,6 +59,7 @@ void hookFileSystem(const char* prefix, IFileSystem* fileSystem) {
 }
 
 IFileSystem* Detail::fileSystemOf(const char* path) {
+    if (path == nullptr) return FileDefaultOpt::instance();
     const Hook* hook = findHook([path](const Hook& entry) {
         return entry.prefix[0] != '\0' &&
                std::strncmp(path, entry.prefix, std::strlen(entry.prefix)) == 0;
@@ -75,6 +76,9 @@ int IFileSystem::fseek64(void*, std::int64_t, int) { return -1; }
 std::int64_t IFileSystem::ftell64(void*) { return -1; }
 
 namespace {
+
+// A null path is no path: the system then says so, as for an empty one.
+const char* given(const char* path) { return path != nullptr ? path : ""; }
 
 std::FILE* stream(void* file) { return static_cast<std::FILE*>(file); }
 
@@ -139,7 +143,7 @@ void* FileDefaultOpt::fopen(const char* path, const char* mode) {
     constexpr int ownerReadsAndWrites = 0600;
     constexpr std::size_t bufferSizeBytes = 16384;
     const std::string cleanMode = runtimeMode(mode);
-    const int descriptor = Platform::_open(path, openFlagsOf(mode), ownerReadsAndWrites);
+    const int descriptor = Platform::_open(given(path), openFlagsOf(mode), ownerReadsAndWrites);
     if (descriptor < 0) return nullptr;
     std::FILE* file = Platform::_fdopen(descriptor, cleanMode.c_str());
     if (file == nullptr) {
@@ -176,15 +180,14 @@ char* FileDefaultOpt::fgets(char* text, int size, void* file) {
 int FileDefaultOpt::fputs(const char* text, void* file) { return std::fputs(text, stream(file)); }
 
 int FileDefaultOpt::rename(const char* oldName, const char* newName) {
-    return std::rename(oldName, newName);
+    return std::rename(given(oldName), given(newName));
 }
 
-int FileDefaultOpt::remove(const char* path) { return std::remove(path); }
+int FileDefaultOpt::remove(const char* path) { return std::remove(given(path)); }
 
 long FileDefaultOpt::findfirst(const char* pattern, FileInfo& info) {
-    if (pattern == nullptr) return -1;
     Platform::FoundFile found{};
-    Platform::FileSearch* search = Platform::_findfirst(pattern, found);
+    Platform::FileSearch* search = Platform::_findfirst(given(pattern), found);
     if (search == nullptr) return -1;
     describe(info, found);
     static_assert(sizeof(long) >= sizeof(Platform::FileSearch*),
@@ -205,20 +208,22 @@ int FileDefaultOpt::findclose(long handle) {
     return Platform::_findclose(reinterpret_cast<Platform::FileSearch*>(handle));
 }
 
-int FileDefaultOpt::mkdir(const char* path) { return Platform::_mkdir(path); }
+int FileDefaultOpt::mkdir(const char* path) { return Platform::_mkdir(given(path)); }
 
-int FileDefaultOpt::rmdir(const char* path) { return Platform::_rmdir(path); }
+int FileDefaultOpt::rmdir(const char* path) { return Platform::_rmdir(given(path)); }
 
 int FileDefaultOpt::statfs(const char* path, std::uint64_t& callerFree, std::uint64_t& total,
                            std::uint64_t& totalFree) {
-    return Platform::GetDiskFreeSpaceExA(path, callerFree, total, totalFree) ? 0 : -1;
+    return Platform::GetDiskFreeSpaceExA(given(path), callerFree, total, totalFree) ? 0 : -1;
 }
 
-int FileDefaultOpt::access(const char* path, int mode) { return Platform::_access(path, mode); }
+int FileDefaultOpt::access(const char* path, int mode) {
+    return Platform::_access(given(path), mode);
+}
 
 int FileDefaultOpt::stat(const char* path, FileInfo& info) {
     Platform::FileStatus status{};
-    if (const int result = Platform::_stat64(path, status); result != 0) return result;
+    if (const int result = Platform::_stat64(given(path), status); result != 0) return result;
     Detail::copyText(info.name, path);
     info.attrib = status.mode;
     copyTimes(info, status);

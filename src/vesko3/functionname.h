@@ -6,7 +6,8 @@
 
 namespace Tovra::Vesko::Detail {
 
-/// The qualified name in a function's full signature: "void A::f(int)" becomes "A::f".
+/// The qualified name in a function's full signature: "void A::f(int)" becomes "A::f". Operators
+/// with an angle bracket in their name, and conversions, come out shortened.
 template <std::size_t size>
 class QualifiedName {
 public:

@@ -35,8 +35,7 @@ public:
 namespace Detail {
 
 /// @return one entry for each `CLegacyVersion` so far, in order. It has no lock: records are made
-/// as
-///         the library is loaded.
+///         as the library is loaded.
 std::vector<VersionMatcher>& versionMatchers();
 
 }  // namespace Detail

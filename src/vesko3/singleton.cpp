@@ -1,9 +1,10 @@
 #include "vesko3/singleton.h"
 
+#include "vesko3/loglevel.h"
+
 namespace Tovra::Vesko::Detail {
 
 void reportRefusedExit(const SingletonPlace& place) {
-    constexpr int infoLevel = 4;
     if (place.route == SingletonPlace::Route::direct) {
         logInfo("%s:%s atexit failed, line : %d\n", place.file, place.name, place.line);
         return;

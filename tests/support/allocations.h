@@ -5,8 +5,7 @@
 namespace Tovra::Testing {
 
 /// @return how often this program has called `operator new` so far, on any thread. For programs
-/// that
-///         link `allocations.cpp`.
+///         that link `allocations.cpp`.
 std::size_t allocationCount();
 
 /// @return how often `action` called `operator new`

@@ -49,6 +49,7 @@ constexpr std::size_t s_lengths[] = {0, 1, 5, 30, 31, 32, 33, 64, 100};
 
 // Volatile: compilers warn of such sizes where they see them.
 volatile std::size_t s_most = PTRDIFF_MAX - sizeof(StringData<char>);
+volatile std::size_t s_all = SIZE_MAX;
 
 // No two neighbours alike, so that a character out of place shows.
 std::string pattern(std::size_t length) {
@@ -213,11 +214,38 @@ TEST(CString, TerminatesWhenAskedAndNotInTheSharedBlock) {
         EXPECT_EQ(std::strlen(text.c_str()), length);
         EXPECT_EQ(text.data(), text.c_str());
     }
-    const BlockString one;
-    const BlockString another;
-    EXPECT_EQ(one.c_str(), another.c_str());
+    BlockString one;
+    BlockString another;
     EXPECT_STREQ(one.c_str(), "");
+    *one.begin() = '#';  // shows whether anybody writes the terminator of the shared block
+    another = one;
+    another.clear();
+    const char found = *another.c_str();
+    *one.begin() = '\0';
+    EXPECT_EQ(found, '#');
     EXPECT_STREQ(MiniString().c_str(), "");
+}
+
+TEST(MiniString, IsNullOnceItIsEmpty) {
+    using Action = void (*)(MiniString&);
+    const Action actions[] = {
+        [](MiniString& s) { s.clear(); },
+        [](MiniString& s) { s.resize(0); },
+        [](MiniString& s) { s.pop_back(); },
+        [](MiniString& s) {
+            MiniString empty;
+            empty.reserve(5);
+            s = std::as_const(empty);
+        },
+    };
+    for (const Action action : actions) {
+        MiniString text("x");
+        action(text);
+        const void* word = &text;
+        std::memcpy(&word, &text, sizeof(word));
+        EXPECT_EQ(word, nullptr);
+        EXPECT_STREQ(text.c_str(), "");
+    }
 }
 
 TEST(CString, SwapsEveryPairOfModes) {
@@ -273,6 +301,10 @@ constexpr void (*s_changes[])(C) = {
     [](C c) { c.s.assign(c.count, c.c); },
     [](C c) { c.s.assign(c.first2(), c.last2()); },
     [](C c) { c.s = c.own(); },
+    [](C c) {
+        const String source(c.other);
+        c.s = source;
+    },
     [](C c) { c.s = String(c.s, c.pos, c.n); },
     [](C c) { c.s.insert(c.pos, c.own(), c.n2); },
     [](C c) { c.s.insert(c.pos, c.s); },
@@ -348,6 +380,9 @@ TYPED_TEST(AnyStorage, CopiesItsOwnTerminatorLikeAnyCharacter) {
                       pattern(length) + ended);
             EXPECT_EQ(changed([](auto& s) { s.insert(0, s.c_str(), s.size() + 1); }),
                       ended + pattern(length));
+            EXPECT_EQ(changed([](auto& s) { s.append(s.c_str() + s.size(), 1); }), ended);
+            EXPECT_EQ(changed([](auto& s) { s.insert(0, s.c_str() + s.size(), 1); }),
+                      '\0' + pattern(length));
         }
     }
 }
@@ -376,8 +411,10 @@ TYPED_TEST(AnyStorage, ReportsPositionsAndSizesThatCannotBe) {
         [](TypeParam& s) { s.reserve(s_most + 1); },
         [](TypeParam& s) { s.resize(s_most + 1); },
         [](TypeParam& s) { s.append(s_most - 2, 'x'); },
+        [](TypeParam& s) { s.append(s_all, 'x'); },
         [](TypeParam& s) { s.append("x", s_most); },
         [](TypeParam& s) { s.insert(0, s_most - 4, 'x'); },
+        [](TypeParam& s) { s.insert(0, "x", s_all); },
         [](TypeParam& s) { s.replace(1, 1, s_most, 'x'); },
         [](TypeParam& s) { s.assign(s_most + 1, 'x'); },
     };
@@ -432,6 +469,7 @@ TEST(CString, IsMadeFromEveryKindOfSource) {
     std::istringstream stream(standard);
     const CString whole("abcdef");
     const CString made[] = {CString("abcdefgh", 6),
+                            CString({"abcdefgh", 6}),
                             CString(standard),
                             CString(std::string_view(standard)),
                             CString(letters.begin(), letters.end()),
@@ -483,6 +521,13 @@ TEST(CString, SearchesAsTheStandardStringDoes) {
         EXPECT_EQ(ours.compare(0, 3, wanted), standard.compare(0, 3, wanted));
     }
     EXPECT_EQ(ours.compare(4, 3, "a cat", 2, 3), 0);
+    EXPECT_LT(ours.compare({"the cats", 8}), 0);
+    EXPECT_EQ(ours.find({"cats", 3}), 4U);
+    EXPECT_EQ(ours.rfind({"these", 3}), 24U);
+    EXPECT_EQ(ours.find_first_of({"can", 2}), 4U);
+    EXPECT_EQ(ours.find_last_of({"cane", 2}), 20U);
+    EXPECT_EQ(ours.find_first_not_of({"the ", 2}), 2U);
+    EXPECT_EQ(ours.find_last_not_of({"dnt", 2}), 28U);
     EXPECT_TRUE(ours.starts_with("the ") && ours.starts_with('t') && !ours.starts_with("cat"));
     EXPECT_TRUE(ours.ends_with(CString("end")) && ours.ends_with('d') && !CString().ends_with('d'));
     EXPECT_TRUE(ours.contains("mat,") && ours.contains(',') && !ours.contains("dog"));
@@ -540,6 +585,18 @@ TEST(CString, StreamsLikeTheStandardString) {
     EXPECT_EQ((getline(in, text, ';'), text), "last");
     EXPECT_EQ((in >> std::setw(2) >> text, text), "en");
     EXPECT_TRUE(in >> text && !(in >> text));
+}
+
+TEST(CString, KeepsWhatWasReadWhenTheStreamThrows) {
+    using Read = void (*)(std::istream&, CString&);
+    for (const Read read : {Read([](auto& in, auto& s) { in >> s; }),
+                            Read([](auto& in, auto& s) { getline(in, s); })}) {
+        std::istringstream in("last");
+        in.exceptions(std::ios::eofbit);
+        CString text("old");
+        EXPECT_THROW(read(in, text), std::ios_base::failure);
+        EXPECT_EQ(text, "last");
+    }
 }
 
 TEST(CString, ErasesByValueAndPredicate) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "checkincludeversion.h"
 #include "support/capture.h"
 #include "support/lines.h"
 #include "vesko3/legacyversion.h"
@@ -67,40 +68,23 @@ TEST(Version, ReadsTheRevision) {
         const char* text;
         int revision;
     };
-    constexpr Case cases[] = {{"1234", 1234},
-                              {"1234M", 1234},
-                              {"0", 0},
-                              {"007", 7},
-                              {"$Rev: 5678 $", 5678},
-                              {"$Rev:5678$", 5678},
-                              {"$Revision:\t\n 5678", 5678},
-                              {"Win32", 32},
-                              {"$:azAZ5", 5},
-                              {"Revision", 0},
-                              {"$Rev: $", 0},
-                              {"", 0},
-                              {"r-5", -5},
-                              {"r +5", 5},
-                              {"r - 5", 0},
-                              {"r_5", 0},
-                              {" 5", 0},
-                              {"-5", 0},
-                              {"+5", 0},
-                              {"_5", 0},
-                              {":5", 5},
-                              {"@5", 0},
-                              {"[5", 0},
-                              {"`5", 0},
-                              {"{5", 0},
-                              {"/5", 0},
-                              {"\xe9"
-                               "5",
-                               0},
-                              {"12:34", 12},
-                              {"2147483647", 2147483647},
-                              {"r-2147483648", -2147483647 - 1}};
-    for (const auto& [text, revision] : cases)
+    for (const auto& [text, revision] : {Case{"1234", 1234},
+                                         {"1234M", 1234},
+                                         {"007", 7},
+                                         {"12:34", 12},
+                                         {"Win32", 32},
+                                         {"$Rev: 5678 $", 5678},
+                                         {"$Rev:5678$", 5678},
+                                         {"$Revision:\t\n 5678", 5678},
+                                         {":5", 5},
+                                         {"$:azAZ5", 5},
+                                         {"r-5", -5},
+                                         {"r +5", 5},
+                                         {"2147483647", 2147483647}})
         EXPECT_EQ(withRevision(text).revision, revision) << '"' << text << '"';
+    for (const char* text : {"", "0", "Revision", "$Rev: $", "r - 5", "r_5", " 5", "-5", "+5", "_5",
+                             "@5", "[5", "`5", "{5", "/5", "\xe9 5"})
+        EXPECT_EQ(withRevision(text).revision, 0) << '"' << text << '"';
     withRevision("99999999999999999999");  // some number, and nothing worse
 }
 
@@ -109,37 +93,30 @@ TEST(Version, ReadsTheDate) {
         const char* text;
         int year, month, day;
     };
-    constexpr Case cases[] = {{"Jul 16 2018", 2018, 7, 16},
-                              {"Jan  1 1970", 1970, 1, 1},
-                              {"Feb 29 2024", 2024, 2, 29},
-                              {"Mar 31 2038", 2038, 3, 31},
-                              {"Apr 30 0", 0, 4, 30},
-                              {"May 5 2005", 2005, 5, 5},
-                              {"Jun 6 2006", 2006, 6, 6},
-                              {"Aug 8 2008", 2008, 8, 8},
-                              {"Sep 9 2009", 2009, 9, 9},
-                              {"Oct 10 2010", 2010, 10, 10},
-                              {"Nov 11 2011", 2011, 11, 11},
-                              {"Dec 12 2012", 2012, 12, 12},
-                              {"jul 16 2018", 2018, 13, 16},
-                              {"JUL 16 2018", 2018, 13, 16},
-                              {"July 16 2018", 0, 7, 0},
-                              {"Jul16 2018", 2018, 7, 16},
-                              {"Jul 16", 0, 7, 16},
-                              {"Jul 16 x", 0, 7, 16},
-                              {"Jul x 2018", 0, 7, 0},
-                              {"Jul", 0, 7, 0},
-                              {"Ju", 0, 13, 0},
-                              {"J", 0, 13, 0},
-                              {"", 0, 13, 0},
-                              {"xyz 1 2", 2, 13, 1}};
-    for (const auto& [text, year, month, day] : cases) {
+    for (const auto& [text, year, month, day] : {Case{"Jul 16 2018", 2018, 7, 16},
+                                                 {"jul 16 2018", 2018, 13, 16},
+                                                 {"JUL 16 2018", 2018, 13, 16},
+                                                 {"July 16 2018", 0, 7, 0},
+                                                 {"Jul16-2018", -2018, 7, 16},
+                                                 {"Jul 16 x", 0, 7, 16},
+                                                 {"Jul x 2018", 0, 7, 0},
+                                                 {"Jul", 0, 7, 0},
+                                                 {"Ju\0 5 6", 0, 13, 0},
+                                                 {"J\0l5 6", 0, 13, 0},
+                                                 {"", 0, 13, 0}}) {
         SCOPED_TRACE(text);
         const SystemTime date = withDate(text).date;
         EXPECT_EQ(date.year, year);
         EXPECT_EQ(date.month, month);
         EXPECT_EQ(date.day, day);
     }
+}
+
+TEST(Version, KnowsTheMonths) {
+    int month = 0;
+    for (const char* name :
+         {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"})
+        EXPECT_EQ(withDate((std::string(name) + "  1 2024").c_str()).date.month, ++month);
 }
 
 TEST(Version, PrintsItsBannerAtInfo) {
@@ -240,6 +217,16 @@ TEST(Load, IsSilentByDefaultAndTellsTheLibrarysTableAtInfo) {
                 {"check include version:Vesko", "URL: vesko/include/Component 408842",
                  "URL: vesko/include/Vesko 414218", "URL: vesko/include/Memory 282672",
                  "URL: vesko/include/MiniVesko 468624", "URL: vesko/include/Utils 433497"});
+}
+
+TEST(Load, RegistersTheLibrarysHeadersBeforeAllOthers) {
+    static constexpr IncludeVersionRow rows[] = {{"URL: vesko/include/Memory", "1"}};
+    expectLines(
+        printed(3, [] { const CCheckIncludeVersion check("Late", rows, 1); }),
+        "src/checkincludeversion.cpp",
+        {"<object> check include version failed", "<object> Vesko URL: vesko/include/Memory 282672",
+         "<object> Late URL: vesko/include/Memory 1",
+         "<object> check include version failed, assert"});
 }
 
 }  // namespace

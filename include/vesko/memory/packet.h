@@ -12,9 +12,10 @@ class PacketInternal;
 /// Copies of a handle share one buffer, which lives as long as the last of them. The buffer comes
 /// from the packet manager, from the caller, or from another packet as a window on it. Nothing is
 /// ever zeroed. A handle without a buffer is invalid: it takes all calls and answers 0, null or
-/// false. Every packet must be gone when the process ends. Threads: handles to one buffer may be
-/// copied and dropped on several threads at a time. All else is the caller's to guard, one handle
-/// and the bytes, size and place of one buffer alike. Units: sizes are bytes.
+/// false. Every packet must be gone when the process ends.
+/// Threads: handles to one buffer may be copied and dropped on several threads at a time. All else
+/// is the caller's to guard, one handle and the bytes, size and place of one buffer alike.
+/// Units: sizes are bytes.
 class VESKO_API CPacket {
 public:
     /// Makes an invalid packet.
@@ -28,15 +29,13 @@ public:
 
     /// Wraps memory of the caller, without extra data.
     /// @param free called with `buffer` and the packet's last size by the thread that drops the
-    /// last
-    ///             handle; may be empty
+    ///             last handle; may be empty
     CPacket(void* buffer, unsigned int size, Vesko::TFunction2<void, void*, unsigned int> free);
 
     /// Makes a packet whose buffer `putBuffer` attaches later; until then it has none.
     /// @param size    the size that the packet starts with, and its capacity
     /// @param free    called with `userData` and `size` by the thread that drops the last handle,
-    /// but
-    ///                only if a buffer was attached; may be empty
+    ///                but only if a buffer was attached; may be empty
     /// @param extSize size of the extra data, 255 at most
     CPacket(unsigned int size, Vesko::TFunction2<void, void*, unsigned int> free, void* userData,
             unsigned int extSize);

@@ -18,8 +18,9 @@ class PacketManagerInternal;
 /// or from one pool of a fixed size that is carved into blocks of a power of two of chunks. Taking
 /// and giving back blocks of the pool touches no heap. It is made by its first use or by the first
 /// sized packet, whichever comes first, and ends with the process; every packet must be gone by
-/// then. Its settings are fixed from that moment on. Threads: any thread may call any operation;
-/// `config` comes before all of them. Units: sizes are bytes.
+/// then. Its settings are fixed from that moment on.
+/// Threads: any thread may call any operation; `config` comes before all of them.
+/// Units: sizes are bytes.
 class VESKO_API CPacketManager {
 public:
     /// Where memory comes from.
@@ -64,8 +65,7 @@ public:
 
     /// Takes a block. The pool rounds it up to a power of two of chunks.
     /// @return null when there is no room; from a pool also when `size` is 0. The pool says so in
-    /// the
-    ///         log.
+    ///         the log.
     [[nodiscard]] void* malloc(unsigned int size);
 
     /// Gives a block back.

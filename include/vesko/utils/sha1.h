@@ -26,8 +26,7 @@ public:
     /// Ends the message and gives its digest, as often as asked.
     /// @param hash   receives 20 bytes
     /// @param length room in `hash`; a null `hash` or less than 20 is reported in the log and
-    /// leaves
-    ///               the message open
+    ///               leaves the message open
     void final(unsigned char* hash, unsigned int length);
 
     /// Ends the message and gives its digest as 40 lowercase hexadecimal characters.

@@ -12,10 +12,11 @@ struct FileFindInternal;
 /// Walks the entries of a directory that a name with wildcards matches.
 ///
 /// `findFile` reads the first entry, `findNextFile` each further one; the getters tell of the entry
-/// read last, also after `close`. The table that the pattern's path selects is asked (see
-/// `hookFileSystem`). Entries "." and ".." come where the table reports them. Ending the object
-/// ends a running search. Threads: one object serves one thread; objects on different threads are
-/// independent. Units: sizes are bytes.
+/// read last, also after `close`. After a false result the name is unspecified. The table that the
+/// pattern's path selects is asked (see `hookFileSystem`). Entries "." and ".." come where the
+/// table reports them. Ending the object ends a running search.
+/// Threads: one object serves one thread; objects on different threads are independent.
+/// Units: sizes are bytes.
 class VESKO_API CFileFind {
 public:
     CFileFind();
@@ -45,13 +46,13 @@ public:
     /// @return the entry's name behind the directory part of the pattern
     virtual std::string getFilePath();
 
-    /// @return true when nobody may write the entry
+    /// @return true when the table calls the entry read-only
     virtual bool isReadOnly();
 
-    /// @return true for a directory; a symbolic link is none
+    /// @return true for a directory; the default table never says so of a symbolic link
     virtual bool isDirectory();
 
-    /// @return true for a name that begins with a dot, but for "." and ".."
+    /// @return true when the table calls the entry hidden
     virtual bool isHidden();
 
     /// @return true for an entry with no attribute at all

@@ -7,10 +7,18 @@
 
 namespace Tovra::Vesko {
 
+/// Attribute bits of an entry that a search finds. No bit at all is an ordinary file.
+enum FileAttribute : std::uint32_t {
+    attributeReadOnly = 0x01,
+    attributeHidden = 0x02,
+    attributeDirectory = 0x10,
+    attributeMask = 0xFFFF  // bits beyond it are not looked at
+};
+
 /// What is known of a file. Times are seconds since 1970-01-01 00:00:00 UTC.
 struct FileInfo {
     char name[260];        // always ends in a zero; 259 characters at most
-    std::uint32_t attrib;  // attribute bits of a search, or the mode word of `stat`
+    std::uint32_t attrib;  // `FileAttribute` bits of a search, or the mode word of `stat`
     std::int64_t timeCreate;
     std::int64_t timeAccess;
     std::int64_t timeWrite;
@@ -57,8 +65,7 @@ public:
     /// Starts a search and reads its first entry.
     /// @param pattern a directory and a name with wildcards
     /// @param info    the directory stands in `name` before the call; the entry after it. Untouched
-    /// on
-    ///                failure
+    ///                on failure
     /// @return the search handle, -1 on failure
     virtual long findfirst(const char* pattern, FileInfo& info) = 0;
     /// Reads the next entry of a search.
@@ -94,8 +101,10 @@ public:
 
 /// The table of every path that no hook claims: straight to the system's own files.
 ///
-/// Its handles are streams of the runtime library, with a buffer of 16 KiB each. `writev` is not
-/// available and gives -1. A search reports the low 32 bits of a size.
+/// Its handles are streams of the runtime library, with a buffer of 16 KiB each. A directory cannot
+/// be opened as a file. A null path fails as an empty one does. `writev` is not available and gives
+/// -1. A search reports the low 32 bits of a size; it shows a symbolic link as itself, calls a name
+/// hidden that begins with a dot, and read-only what nobody may write.
 /// Threads: holds no state and may be called from any thread.
 class VESKO_API FileDefaultOpt : public IFileSystem {
 public:
@@ -133,9 +142,10 @@ public:
 ///
 /// The first hook whose prefix begins a path gets the path: the test is on characters, and the
 /// order of hooking decides, not the length. There is room for 31 hooks; one more is dropped. A
-/// hooked table is not owned and must outlive every file and search that uses it. Threads: no lock.
-/// Hook before other threads use files, and change nothing while they do.
-/// @param prefix     the first 255 characters count
+/// hooked table is not owned and must outlive every file and search that uses it.
+/// Threads: no lock. Hook before other threads use files, and change nothing while they do.
+/// @param prefix     the first 255 characters are kept and compared; to remove a longer prefix,
+///                   give those
 /// @param fileSystem null removes the first hook of exactly this prefix, if there is one
 VESKO_API void hookFileSystem(const char* prefix, IFileSystem* fileSystem);
 

@@ -26,12 +26,15 @@ VESKO_API unsigned int getCurrentFunctionReuse();
 /// A callback: a plain function, or a member function with its object.
 ///
 /// A delegate is a small value that is copied, compared and tested for emptiness. It owns nothing:
-/// its object must outlive every call. No operation allocates.
-/// A reuse delegate is a member delegate that bears a number, so that one function can serve
-/// several registrations and tell them apart: see `getCurrentFunctionReuse`. Threads: a plain value
-/// without a lock. Whoever shares one guards it.
+/// its object must outlive every call. No operation allocates. A reuse delegate is a member
+/// delegate that bears a number, so that one function can serve several registrations and tell them
+/// apart: see `getCurrentFunctionReuse`. `R` is void, or a type that can be value-initialised.
+/// Threads: a plain value without a lock. Whoever shares one guards it.
 template <class R, class... Args>
 class TFunction {
+    static_assert(std::is_void_v<R> || std::is_default_constructible_v<R>,
+                  "a delegate that cannot be called gives a value-initialised result");
+
 public:
     /// The kind of callable. A number from 16 on is a reuse number.
     enum Type : std::uint32_t {
@@ -62,8 +65,7 @@ public:
 
     /// Names a member function of `object` under a reuse number.
     /// @param number 16 to 0xFFFFFFFE; 0xFFFFFFFF compares equal to every reuse number and cannot
-    /// be
-    ///               called; a smaller number makes a delegate that cannot be called
+    ///               be called; a smaller number makes a delegate that cannot be called
     template <class Class, class Object>
     TFunction(R (Class::*function)(Args...), Object* object, unsigned int number) noexcept
         : TFunction(erase(function), static_cast<Class*>(object), reuseType(number),
@@ -140,10 +142,10 @@ private:
         return const_cast<Class*>(object);
     }
 
-    // The numbers of the two other kinds would be called as such: they become an unused one.
+    // The numbers of the other kinds would be taken for those: they become an unused one.
     static constexpr std::uint32_t reuseType(unsigned int number) noexcept {
         constexpr std::uint32_t unused = 3;
-        return number == functionMember || number == functionPointer ? unused : number;
+        return number <= functionPointer ? unused : number;
     }
 
     constexpr bool isReuse() const noexcept { return m_type >= functionReuse; }

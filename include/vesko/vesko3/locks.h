@@ -14,8 +14,9 @@ struct ThreadSpecificInternal;
 ///
 /// It is taken and given back in user space: without contention neither makes a system call. On
 /// this platform its holder passes again and then leaves as often. Nothing is logged and nothing is
-/// thrown but `std::bad_alloc` by the constructor. Threads: any thread may call any operation; the
-/// object must be free, with nobody waiting, when it ends.
+/// thrown but `std::bad_alloc` by the constructor.
+/// Threads: any thread may call any operation; the object must be free, with nobody waiting, when
+/// it ends. A lock that is held across a fork may only be left in the child.
 class VESKO_API VESKO_LOCKABLE CMutex {
 public:
     CMutex();

@@ -13,7 +13,10 @@ namespace Tovra::Vesko {
 /// The string of the library's interfaces: 32 bytes, with up to 31 characters inside the object.
 ///
 /// Offers what `std::string` offers and is explicitly made from it. Longer texts live in a block
-/// of exactly the capacity they need: who appends in small steps reserves first.
+/// of exactly the capacity they need: who appends in small steps reserves first. A text that is cut
+/// to 31 characters or fewer gives its block and any reservation back, and pointers into it are
+/// then invalid, as they are after a swap or a move of a text that lies inside the object.
+/// Threads: as for an `int`, but `c_str()`, `data()` and `s[s.size()]` count as writing.
 using CString = Detail::flex_string<
     char, std::char_traits<char>, std::allocator<char>,
     Detail::SmallStringOpt<Detail::AllocatorStringStorage<char, std::allocator<char>>, 31, char*>>;

@@ -17,8 +17,7 @@ public:
     /// the empty one.
     /// @param name     the first 31 characters are kept
     /// @param revision the number at its start, or behind a leading run of dollar signs, letters
-    /// and
-    ///                 colons and any blanks: "1234", "1234M", "$Rev: 1234 $"
+    ///                 and colons and any blanks: "1234", "1234M", "$Rev: 1234 $"
     /// @param date     month, day and year as the compiler's date macro writes them: "Jul 16 2018".
     ///                 An unknown month is number 13.
     CVersion(const char* name, int major, int minor, int patch, const char* revision,

@@ -77,8 +77,15 @@ private:
 }  // namespace
 
 int _open(const char* path, unsigned int flags, int permission) {
-    return retryIfInterrupted(
+    const int descriptor = retryIfInterrupted(
         [&] { return ::open(path, platformFlags(flags), static_cast<mode_t>(permission)); });
+    struct stat data {};
+    if (descriptor < 0 || ::fstat(descriptor, &data) != 0 || !S_ISDIR(data.st_mode)) {
+        return descriptor;
+    }
+    ::close(descriptor);
+    errno = EISDIR;
+    return -1;
 }
 
 int _close(int descriptor) { return ::close(descriptor); }

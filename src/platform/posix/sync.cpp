@@ -3,6 +3,7 @@
 #include <bit>
 #include <new>
 
+#include "platform/posix/futex.h"
 #include "platform/posix/waitable.h"
 
 namespace Tovra::Platform {
@@ -13,25 +14,6 @@ using Detail::Deadline;
 using Detail::futexWait;
 using Detail::futexWake;
 
-constexpr std::uint32_t freeState = CRITICAL_SECTION::freeState;
-constexpr std::uint32_t heldState = CRITICAL_SECTION::heldState;
-constexpr std::uint32_t contendedState = CRITICAL_SECTION::contendedState;
-
-// Takes a lock word of the three states, and sleeps while others hold it.
-bool takeSleeping(std::atomic<std::uint32_t>& state, const Deadline& deadline) {
-    // Whoever slept cannot know who else sleeps, so it takes the lock as contended.
-    while (state.exchange(contendedState, std::memory_order_acquire) != freeState) {
-        if (!futexWait(&state, contendedState, deadline)) return false;
-    }
-    return true;
-}
-
-bool takeWithoutSleeping(std::atomic<std::uint32_t>& state) {
-    std::uint32_t expected = freeState;
-    return state.compare_exchange_strong(expected, heldState, std::memory_order_acquire,
-                                         std::memory_order_relaxed);
-}
-
 /// A counting semaphore. Count and number of sleepers share one word, so that a post never touches
 /// the object after a waiter may have taken the count and ended it.
 class Semaphore final : public Waitable {
@@ -41,7 +23,8 @@ public:
 
     std::uint32_t tryWait() override { return takeCount() ? WAIT_OBJECT_0 : WAIT_TIMEOUT; }
 
-    std::uint32_t sleepingWait(const Deadline& deadline) override {
+    std::uint32_t sleepingWait(std::uint32_t milliSeconds) override {
+        const Deadline deadline(milliSeconds);
         m_state.fetch_add(oneSleeper, std::memory_order_relaxed);
         bool taken = takeCount();
         while (!taken && futexWait(countWord(), 0, deadline)) taken = takeCount();
@@ -94,11 +77,11 @@ public:
             ++m_depth;
             return WAIT_OBJECT_0;
         }
-        return takeWithoutSleeping(m_state) ? becomeOwner() : WAIT_TIMEOUT;
+        return m_word.takeIfFree() ? becomeOwner() : WAIT_TIMEOUT;
     }
 
-    std::uint32_t sleepingWait(const Deadline& deadline) override {
-        return takeSleeping(m_state, deadline) ? becomeOwner() : WAIT_TIMEOUT;
+    std::uint32_t sleepingWait(std::uint32_t milliSeconds) override {
+        return m_word.takeSleeping(milliSeconds) ? becomeOwner() : WAIT_TIMEOUT;
     }
 
     bool leave() {
@@ -133,9 +116,7 @@ private:
         unlink();
         m_depth = 0;
         m_owner.store(0, std::memory_order_relaxed);
-        if (m_state.exchange(freeState, std::memory_order_release) == contendedState) {
-            futexWake(&m_state, 1);
-        }
+        m_word.give();
         release();  // the owner's reference, taken in link()
     }
 
@@ -149,7 +130,7 @@ private:
     // What the calling thread owns, latest first. Only that thread ever touches its list.
     static constinit thread_local OwnedMutex* s_owned __attribute__((tls_model("initial-exec")));
 
-    std::atomic<std::uint32_t> m_state{freeState};
+    LockWord m_word;
     std::atomic<std::uint32_t> m_owner{0};
     // Touched by the owner alone.
     std::uint32_t m_depth = 0;
@@ -186,17 +167,21 @@ private:
 
 }  // namespace
 
-void Detail::enterContended(CRITICAL_SECTION* section) {
-    // Most sections are held for a few instructions: a short look may save the sleep.
+bool LockWord::takeSleeping(std::uint32_t milliSeconds) {
+    // Most locks are held for a few instructions: a short look may save the sleep.
     constexpr int looks = 64;
     for (int look = 0; look < looks; ++look) {
-        if (section->state.load(std::memory_order_relaxed) == freeState && takeIfFree(section))
-            return;
+        if (m_state.load(std::memory_order_relaxed) == freeState && takeIfFree()) return true;
     }
-    takeSleeping(section->state, Deadline(INFINITE));
+    const Deadline deadline(milliSeconds);
+    // Whoever slept cannot know who else sleeps, so it takes the word as contended.
+    while (m_state.exchange(contendedState, std::memory_order_acquire) != freeState) {
+        if (!futexWait(&m_state, contendedState, deadline)) return false;
+    }
+    return true;
 }
 
-void Detail::wakeOne(CRITICAL_SECTION* section) { futexWake(&section->state, 1); }
+void LockWord::wakeOne() const { futexWake(&m_state, 1); }
 
 HANDLE CreateSemaphoreA(std::int32_t initialCount, std::int32_t maximumCount) {
     if (initialCount < 0 || maximumCount < 1 || initialCount > maximumCount) return nullptr;
@@ -221,7 +206,7 @@ std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliSeconds) {
     const std::uint32_t result = handle->tryWait();
     if (result != WAIT_TIMEOUT || milliSeconds == 0) return result;
     const HoldReference hold(handle);
-    return handle->sleepingWait(Deadline(milliSeconds));
+    return handle->sleepingWait(milliSeconds);
 }
 
 bool CloseHandle(HANDLE handle) {

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdint>
 
-#include "platform/posix/futex.h"
 #include "platform/sync.h"
 
 namespace Tovra::Platform {
@@ -22,7 +21,7 @@ public:
     virtual std::uint32_t tryWait() = 0;
 
     /// Sleeps until it can take what the object has to give. The caller holds a reference.
-    virtual std::uint32_t sleepingWait(const Detail::Deadline& deadline) = 0;
+    virtual std::uint32_t sleepingWait(std::uint32_t milliSeconds) = 0;
 
     void addRef() { m_references.fetch_add(1, std::memory_order_relaxed); }
     void release() {

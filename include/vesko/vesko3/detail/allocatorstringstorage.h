@@ -158,12 +158,12 @@ private:
     }
 #pragma GCC diagnostic pop
 
+    // Nothing is ever written to the shared block, whose size stays 0.
     void setSize(size_type n) noexcept {
-        if (capacity() != 0) pData_->pEnd_ = pData_->buffer_ + n;
+        if (capacity() != 0) moveEnd(n);
     }
 
-    // Moves the end of a growing text. c_str looks at the character there before it writes one, so
-    // that it must not be left unset.
+    // c_str looks at the character there before it writes one, so that it must not be left unset.
     void moveEnd(size_type n) noexcept {
         pData_->pEnd_ = pData_->buffer_ + n;
         *pData_->pEnd_ = E();

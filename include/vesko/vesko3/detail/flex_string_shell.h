@@ -32,6 +32,10 @@ using IfText = std::enable_if_t<std::is_convertible_v<const Text&, std::basic_st
                                     !std::is_convertible_v<const Text&, const E*>,
                                 int>;
 
+template <class Text, class E, class T>
+inline constexpr bool isViewedNothrow =
+    std::is_nothrow_constructible_v<std::basic_string_view<E, T>, const Text&>;
+
 /// A string with the operations of the standard `basic_string`, on a storage of choice.
 ///
 /// A value: it owns its characters and copies them deep. Operations mean what they mean in the
@@ -39,6 +43,9 @@ using IfText = std::enable_if_t<std::is_convertible_v<const Text&, std::basic_st
 /// Positions beyond the size throw `std::out_of_range`, sizes beyond `max_size()`
 /// `std::length_error`, both with an empty message; a string that throws is as it was before.
 /// Iterators are pointers. Those that do not point into the string are caught by assertions.
+/// A cut, be it by one character, may let the storage give its block and any reservation back, and
+/// a swap or a move takes a text along that lies inside the object: pointers into the text are
+/// invalid afterwards.
 /// Threads: as for an `int`, and `c_str()`, `data()` and `s[s.size()]` count as writing, for the
 /// terminator is only put there when it is asked for.
 /// Units: sizes, positions and capacities are characters, without the terminator.
@@ -97,11 +104,11 @@ public:
         : Storage(list.begin(), list.size()) {}
     /// A copy of any text that can be viewed, `std::basic_string` for one.
     template <class Text, IfText<Text, E, T> = 0>
-    explicit flex_string(const Text& text, const A& = A()) : flex_string(view_type(text)) {}
+    explicit flex_string(const Text& text, const A& = A())
+        : Storage(view_type(text).data(), view_type(text).size()) {}
     template <class Text, IfText<Text, E, T> = 0>
     flex_string(const Text& text, size_type pos, size_type n, const A& = A())
         : flex_string(part(text, pos, n)) {}
-    explicit flex_string(view_type text) : Storage(text.data(), text.size()) {}
     ~flex_string() = default;
 
     flex_string& operator=(const flex_string&) = default;
@@ -144,7 +151,8 @@ public:
     /// Cuts the string, or fills it up with `c`.
     void resize(size_type n, E c = E()) { Storage::resize(n, c); }
 
-    /// Makes the capacity exactly `res_arg`, unless it is that large already. Never lowers it.
+    /// Makes the capacity exactly `res_arg`, unless it is that large already. Never lowers it, but
+    /// a cut may end the reservation.
     void reserve(size_type res_arg = 0) {
         if (res_arg > max_size()) throwLengthError();
         Storage::reserve(res_arg);
@@ -155,6 +163,7 @@ public:
         if (capacity() > size()) flex_string(view()).swap(*this);
     }
 
+    /// Leaves no characters. Ends a reservation, and pointers into the text, like any cut.
     void clear() noexcept { Storage::cut(0); }
 
     // Characters.
@@ -257,6 +266,7 @@ public:
     }
 
     void push_back(E c) { *Storage::expand(1) = c; }
+    /// Cuts off the last character, after which pointers to the others may be invalid too.
     /// @pre the string is not empty
     void pop_back() noexcept { Storage::cut(size() - 1); }
 
@@ -299,7 +309,8 @@ public:
         return insert(p, list.begin(), list.end());
     }
 
-    // Removal. The operations with an iterator return where the text goes on.
+    // Removal: a cut, after which pointers to what stays may be invalid too. The operations with an
+    // iterator return where the text goes on.
 
     flex_string& erase(size_type pos = 0, size_type n = npos) {
         reshape(pos, countFrom(pos, n), 0);
@@ -354,6 +365,7 @@ public:
     }
     template <class P, IfIterator<P> = 0>
     flex_string& replace(P i1, const_iterator i2, const E* s, size_type n) {
+        if (n > max_size()) throwLengthError();
         return replaceRange(i1, i2, s, s + n);
     }
     template <class P, IfIterator<P> = 0>
@@ -396,16 +408,24 @@ public:
 
     // Search. Every operation returns the position found, or npos.
 
+    size_type find(const flex_string& str, size_type pos = 0) const noexcept {
+        return view().find(str.view(), pos);
+    }
     template <class Text, IfText<Text, E, T> = 0>
-    size_type find(const Text& text, size_type pos = 0) const noexcept {
+    size_type find(const Text& text, size_type pos = 0) const
+        noexcept(isViewedNothrow<Text, E, T>) {
         return view().find(view_type(text), pos);
     }
     size_type find(const E* s, size_type pos, size_type n) const { return view().find(s, pos, n); }
     size_type find(const E* s, size_type pos = 0) const { return view().find(s, pos); }
     size_type find(E c, size_type pos = 0) const noexcept { return view().find(c, pos); }
 
+    size_type rfind(const flex_string& str, size_type pos = npos) const noexcept {
+        return view().rfind(str.view(), pos);
+    }
     template <class Text, IfText<Text, E, T> = 0>
-    size_type rfind(const Text& text, size_type pos = npos) const noexcept {
+    size_type rfind(const Text& text, size_type pos = npos) const
+        noexcept(isViewedNothrow<Text, E, T>) {
         return view().rfind(view_type(text), pos);
     }
     size_type rfind(const E* s, size_type pos, size_type n) const {
@@ -414,8 +434,12 @@ public:
     size_type rfind(const E* s, size_type pos = npos) const { return view().rfind(s, pos); }
     size_type rfind(E c, size_type pos = npos) const noexcept { return view().rfind(c, pos); }
 
+    size_type find_first_of(const flex_string& str, size_type pos = 0) const noexcept {
+        return view().find_first_of(str.view(), pos);
+    }
     template <class Text, IfText<Text, E, T> = 0>
-    size_type find_first_of(const Text& text, size_type pos = 0) const noexcept {
+    size_type find_first_of(const Text& text, size_type pos = 0) const
+        noexcept(isViewedNothrow<Text, E, T>) {
         return view().find_first_of(view_type(text), pos);
     }
     size_type find_first_of(const E* s, size_type pos, size_type n) const {
@@ -428,8 +452,12 @@ public:
         return view().find_first_of(c, pos);
     }
 
+    size_type find_last_of(const flex_string& str, size_type pos = npos) const noexcept {
+        return view().find_last_of(str.view(), pos);
+    }
     template <class Text, IfText<Text, E, T> = 0>
-    size_type find_last_of(const Text& text, size_type pos = npos) const noexcept {
+    size_type find_last_of(const Text& text, size_type pos = npos) const
+        noexcept(isViewedNothrow<Text, E, T>) {
         return view().find_last_of(view_type(text), pos);
     }
     size_type find_last_of(const E* s, size_type pos, size_type n) const {
@@ -442,8 +470,12 @@ public:
         return view().find_last_of(c, pos);
     }
 
+    size_type find_first_not_of(const flex_string& str, size_type pos = 0) const noexcept {
+        return view().find_first_not_of(str.view(), pos);
+    }
     template <class Text, IfText<Text, E, T> = 0>
-    size_type find_first_not_of(const Text& text, size_type pos = 0) const noexcept {
+    size_type find_first_not_of(const Text& text, size_type pos = 0) const
+        noexcept(isViewedNothrow<Text, E, T>) {
         return view().find_first_not_of(view_type(text), pos);
     }
     size_type find_first_not_of(const E* s, size_type pos, size_type n) const {
@@ -456,8 +488,12 @@ public:
         return view().find_first_not_of(c, pos);
     }
 
+    size_type find_last_not_of(const flex_string& str, size_type pos = npos) const noexcept {
+        return view().find_last_not_of(str.view(), pos);
+    }
     template <class Text, IfText<Text, E, T> = 0>
-    size_type find_last_not_of(const Text& text, size_type pos = npos) const noexcept {
+    size_type find_last_not_of(const Text& text, size_type pos = npos) const
+        noexcept(isViewedNothrow<Text, E, T>) {
         return view().find_last_not_of(view_type(text), pos);
     }
     size_type find_last_not_of(const E* s, size_type pos, size_type n) const {
@@ -486,8 +522,9 @@ public:
 
     // Comparison: negative, 0 or positive.
 
+    int compare(const flex_string& str) const noexcept { return view().compare(str.view()); }
     template <class Text, IfText<Text, E, T> = 0>
-    int compare(const Text& text) const noexcept {
+    int compare(const Text& text) const noexcept(isViewedNothrow<Text, E, T>) {
         return view().compare(view_type(text));
     }
     int compare(const E* s) const { return view().compare(s); }
@@ -547,8 +584,7 @@ private:
 
 template <typename E, class T, class A, class Storage>
 flex_string<E, T, A, Storage>& flex_string<E, T, A, Storage>::assign(const E* s, size_type n) {
-    // A text from inside that is not shorter than the string is the string with its terminator.
-    if (n > capacity() || (n > size() && IsAliasedRange(s, s + n))) {
+    if (n > capacity()) {
         flex_string(s, n).swap(*this);
         return *this;
     }
@@ -791,7 +827,12 @@ template <typename E, class T, class A, class S, class Read>
 std::basic_istream<E, T>& readThrough(std::basic_istream<E, T>& is, flex_string<E, T, A, S>& str,
                                       Read read) {
     std::basic_string<E, T, A> text(str);
-    read(is, text);
+    try {
+        read(is, text);
+    } catch (...) {  // a stream that reports by exceptions has read all the same
+        str = text;
+        throw;
+    }
     str = text;
     return is;
 }

@@ -16,7 +16,9 @@ namespace Tovra::Vesko::Detail {
 /// A storage policy of `flex_string` for records with many strings that are mostly absent.
 ///
 /// One word: null, or a block from `malloc`. Owns its block and copies deep. Capacity grows, with
-/// `realloc`, to exactly what is asked. A block that cannot be had stops the process.
+/// `realloc`, to exactly what is asked; a text that becomes empty gives its block back, so that an
+/// empty storage has one only between `reserve` and the text. A block that cannot be had stops the
+/// process.
 /// Threads: as for an `int`.
 /// Units: sizes and capacities are characters, without the terminator.
 template <class E, class A = std::allocator<E>>
@@ -49,11 +51,12 @@ public:
 
     /// Copies the characters, into the present block where they fit.
     MiniStringStorage& operator=(const MiniStringStorage& rhs) {
-        if (rhs.size() > capacity()) {
+        const size_type newSize = rhs.size();
+        if (newSize == 0 || newSize > capacity()) {
             MiniStringStorage(rhs).swap(*this);
         } else {
-            copyCharacters(begin(), rhs.begin(), rhs.size());
-            setSize(rhs.size());
+            copyCharacters(begin(), rhs.begin(), newSize);
+            setSize(newSize);
         }
         return *this;
     }
@@ -92,9 +95,7 @@ public:
         const size_type oldSize = size();
         if (n > max_size() - oldSize) throwLengthError();
         reserve(oldSize + n);
-        setSize(oldSize + n);
-        // c_str looks at the character there before it writes one: it must not be left unset.
-        if (n != 0) *end() = E();
+        if (n != 0) setSize(oldSize + n);
         return begin() + oldSize;
     }
 
@@ -117,10 +118,14 @@ public:
         }
     }
 
-    /// Keeps the first `n` characters.
+    /// Keeps the first `n` characters; with none left, the block goes too.
     void cut(size_type n) noexcept {
         assert(n <= size());
-        setSize(n);
+        if (n == 0) {
+            std::free(std::exchange(pData_, nullptr));
+        } else {
+            setSize(n);
+        }
     }
 
     void swap(MiniStringStorage& rhs) noexcept { std::swap(pData_, rhs.pData_); }
@@ -144,14 +149,17 @@ private:
         if (capacity > max_size()) throwLengthError();
         void* block = std::realloc(pData_, sizeof(Data) + capacity * sizeof(E));
         assert(block != nullptr);
+        if (block == nullptr) std::abort();  // where assertions are off
         pData_ = static_cast<Data*>(block);
-        pData_->pEnd_ = pData_->buffer_ + size;
         pData_->pEndOfMem_ = pData_->buffer_ + capacity;
-        *pData_->pEnd_ = E();
+        setSize(size);
     }
 
+    // Moves the end, in a block. c_str looks at the character there before it writes one, so that
+    // it must not be left unset.
     void setSize(size_type n) noexcept {
-        if (pData_) pData_->pEnd_ = pData_->buffer_ + n;
+        pData_->pEnd_ = pData_->buffer_ + n;
+        *pData_->pEnd_ = E();
     }
 
     Data* pData_ = nullptr;

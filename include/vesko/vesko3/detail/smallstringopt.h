@@ -17,8 +17,8 @@ namespace Tovra::Vesko::Detail {
 ///
 /// The last character of `buf_` tells the mode. `magic` means big: a `Storage` stands at the start.
 /// Anything else means small: it is the free room, so that it ends the text when the room is used
-/// up. A text gets a `Storage` as soon as it needs one, and gives it back when it is cut to
-/// `threshold` characters or fewer.
+/// up. A text gets a `Storage` as soon as it needs one, and gives it back, with any reservation,
+/// when it is cut to `threshold` characters or fewer.
 /// Threads: as for an `int`.
 /// Units: sizes and capacities are characters, without the terminator.
 /// @tparam Align a type whose alignment the object keeps beside that of `Storage`
