@@ -82,21 +82,6 @@ TEST(DirectorySearch, TellsSizesBeyondFourGigabytes) {
     EXPECT_EQ(status.size, static_cast<std::uint64_t>(size));
 }
 
-TEST(StreamBuffer, HasTheSizeThatWasAskedFor) {
-    const TemporaryDirectory directory;
-    const std::string path = directory.path("file");
-    std::FILE* file = _fdopen(_open(path.c_str(), openWriteOnly | openCreate, 0600), "w");
-    ASSERT_NE(file, nullptr);
-    ASSERT_EQ(_setvbuf(file, 16384), 0);
-    const auto written = [&] { return directory.read("file").size(); };
-    for (int i = 0; i < 16384; ++i) std::fputc('x', file);
-    EXPECT_EQ(written(), 0U) << "the buffer still holds them all";
-    std::fputc('x', file);
-    EXPECT_EQ(written(), 16384U);
-    EXPECT_EQ(_fclose(file), 0);
-    EXPECT_EQ(written(), 16385U);
-}
-
 TEST(DiskSpace, IsToldForAnExistingPathAlone) {
     std::uint64_t callerFree = 1;
     std::uint64_t total = 1;

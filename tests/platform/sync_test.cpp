@@ -51,7 +51,11 @@ TEST(Semaphore, MayBeEndedByTheWaiterAsSoonAsItWakes) {
 
 TEST(Waitable, AClosedHandleEndsNoWaitEarly) {
     const HANDLE handle = CreateSemaphoreA(0, 1);
-    std::thread waiter([handle] { EXPECT_EQ(WaitForSingleObject(handle, 100), WAIT_TIMEOUT); });
+    std::thread waiter([handle] {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(WaitForSingleObject(handle, 100), WAIT_TIMEOUT);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(100));
+    });
     std::this_thread::sleep_for(milliseconds(20));
     EXPECT_TRUE(CloseHandle(handle));
     waiter.join();

@@ -97,4 +97,13 @@ TEST(Assertion, LogsItsEndAndRunsNoExitHandler) {
                 "assertion \\(e\\) failed in f: g\\(7\\)\n.*custom_abort, line : [0-9]+\n$");
 }
 
+TEST(Assertion, LeavesTheOutputAloneWhenItsEndIsNotLogged) {
+    const auto fail = [] {
+        ::dup2(2, 1);
+        std::fputs("unflushed", stdout);
+        Detail::assertionFailed("e", "f", "g", 7);
+    };
+    EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT), "failed in f: g\\(7\\)\n$");
+}
+
 }  // namespace

@@ -156,6 +156,32 @@ TEST(DefaultTable, OpensAsTheModeSays) {
     }
 }
 
+TEST(DefaultTable, RefusesADirectoryAndANullPath) {
+    const TemporaryDirectory directory;
+    for (const char* mode : {"rb", "wb", "rb+"}) {
+        EXPECT_EQ(defaultTable()->fopen(directory.path().c_str(), mode), nullptr);
+        EXPECT_EQ(defaultTable()->fopen(nullptr, mode), nullptr);
+    }
+    OtherTable table;
+    const Hooked hooked("/some", &table);
+    EXPECT_EQ(Detail::fileSystemOf(nullptr), defaultTable());
+    FileInfo info{};
+    EXPECT_NE(defaultTable()->stat(nullptr, info), 0);
+    EXPECT_NE(defaultTable()->rename(nullptr, nullptr), 0);
+}
+
+TEST(DefaultTable, BuffersSixteenKilobytes) {
+    const TemporaryDirectory directory;
+    void* file = defaultTable()->fopen(directory.path("file").c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    for (int i = 0; i < 16384; ++i) defaultTable()->fputs("x", file);
+    EXPECT_EQ(directory.read("file").size(), 0U) << "the buffer still holds them all";
+    defaultTable()->fputs("x", file);
+    EXPECT_EQ(directory.read("file").size(), 16384U);
+    EXPECT_EQ(defaultTable()->fclose(file), 0);
+    EXPECT_EQ(directory.read("file").size(), 16385U);
+}
+
 TEST(DefaultTable, WantsAMode) {
     EXPECT_DEATH(defaultTable()->fopen("x", nullptr), R"(assertion \(mode != NULL\) failed)");
     EXPECT_DEATH(defaultTable()->fopen("x", ""), R"(assertion \(len > 0\) failed)");

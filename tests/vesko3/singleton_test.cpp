@@ -1,6 +1,7 @@
 #include "vesko3/singleton.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <stdexcept>
 #include <thread>
@@ -8,6 +9,7 @@
 
 #include "support/capture.h"
 #include "vesko/vesko3/error.h"
+#include "vesko/vesko3/filesystem.h"
 
 namespace {
 
@@ -89,6 +91,23 @@ TEST(Singleton, SaysWhenItsExitHandlerIsRefusedAndStays) {
     const std::string message = "sample.cpp:Sample::instance atexit failed, line : 7\n";
     EXPECT_NE(direct.find(message), std::string::npos) << direct;
     EXPECT_NE(filtered.find(message), std::string::npos) << filtered;
+}
+
+TEST(Singleton, NamesTheLibrarysOwnWhenTheirHandlersAreRefused) {
+    const auto run = [] {
+        ::dup2(2, 1);
+        setPrintLogLevel(4);
+        Detail::s_registerAtExit = [](void (*)()) { return 1; };
+        getErrMsg(1);
+        FileDefaultOpt::instance();
+        std::fflush(stdout);
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(
+        run(), testing::ExitedWithCode(0),
+        "\\[\\] \\[ver:\\] info .*src/vesko3/error.cpp:`anonymous-namespace'"
+        "::CErrorMessageManager::instance atexit failed, line : [0-9]+\n"
+        ".*src/vesko3/filesystem.cpp:Tovra::Vesko::FileDefaultOpt::instance atexit failed, ");
 }
 
 // The last error of the thread that exits can be read to the very end.

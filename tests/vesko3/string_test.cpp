@@ -589,8 +589,11 @@ TEST(CString, StreamsLikeTheStandardString) {
 
 TEST(CString, KeepsWhatWasReadWhenTheStreamThrows) {
     using Read = void (*)(std::istream&, CString&);
-    for (const Read read : {Read([](auto& in, auto& s) { in >> s; }),
-                            Read([](auto& in, auto& s) { getline(in, s); })}) {
+    const Read reads[] = {
+        [](std::istream& in, CString& s) { in >> s; },
+        [](std::istream& in, CString& s) { getline(in, s); },
+    };
+    for (const Read read : reads) {
         std::istringstream in("last");
         in.exceptions(std::ios::eofbit);
         CString text("old");

@@ -1,5 +1,7 @@
 #include "platform/sync.h"
 
+#include <pthread.h>
+
 #include <bit>
 #include <new>
 
@@ -140,14 +142,27 @@ private:
 
 constinit thread_local OwnedMutex* OwnedMutex::s_owned = nullptr;
 
-struct AbandonAtThreadEnd {
-    ~AbandonAtThreadEnd() { OwnedMutex::abandonAll(); }
+/// Has threads that own mutexes give them up as they end. A thread-local object would do, but would
+/// also keep the library from being unloaded.
+class ThreadEndWatch {
+public:
+    ThreadEndWatch() {
+        ::pthread_key_create(&m_key, [](void*) { OwnedMutex::abandonAll(); });
+    }
+    ~ThreadEndWatch() { ::pthread_key_delete(m_key); }
+    ThreadEndWatch(const ThreadEndWatch&) = delete;
+    ThreadEndWatch& operator=(const ThreadEndWatch&) = delete;
+
+    // Any value but null makes the key's function run when the calling thread ends.
+    void watchCaller() { ::pthread_setspecific(m_key, this); }
+
+private:
+    pthread_key_t m_key{};
 };
 
 void OwnedMutex::link() {
-    // Constructed by the first mutex that this thread owns; its destructor runs as the thread ends.
-    thread_local AbandonAtThreadEnd s_atThreadEnd;
-    static_cast<void>(s_atThreadEnd);
+    static ThreadEndWatch s_watch;
+    if (s_owned == nullptr) s_watch.watchCaller();
     addRef();
     m_nextOwned = s_owned;
     s_owned = this;
