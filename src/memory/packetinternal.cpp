@@ -15,13 +15,13 @@ using Vesko::logInfo;
 
 namespace {
 
-// Room for one record at the end of a block. The block may end at any multiple of the smallest unit
-// of packet sizes, and the record goes to the last place in this room where it is aligned: its
-// padding is thus never at the expense of the data or of the extra data.
-constexpr std::size_t smallestUnit = 4;
-constexpr std::size_t recordSize =
-    sizeof(OldPacketInternal) + alignof(OldPacketInternal) - smallestUnit;
-static_assert(alignof(OldPacketInternal) % smallestUnit == 0);
+// What a block of this size lacks at its end for an aligned record there: the unit of packet sizes
+// may be smaller than the record's alignment. It is spent between the extra data and the record.
+constexpr std::size_t paddingFor(std::size_t blockSize) {
+    constexpr std::size_t alignment = alignof(OldPacketInternal);
+    return (alignment - blockSize % alignment) % alignment;
+}
+static_assert(alignof(OldPacketInternal) <= alignof(std::max_align_t));
 
 struct RuntimeFree {
     void operator()(std::uint8_t* memory) const { std::free(memory); }
@@ -29,16 +29,17 @@ struct RuntimeFree {
 using HeadBlock = std::unique_ptr<std::uint8_t, RuntimeFree>;
 
 HeadBlock allocateHead(std::size_t size) {
-    HeadBlock head(static_cast<std::uint8_t*>(std::malloc(size)));
-    if (!head) {
-        VESKO_FILTERED_THREAD(error, "PacketInternal::create(): malloc failured! size(%zu)\n", size);
-    }
-    return head;
+    return HeadBlock(static_cast<std::uint8_t*>(std::malloc(size)));
+}
+
+void logNoHead(std::size_t headBytes) {
+    VESKO_FILTERED_THREAD(error, "PacketInternal::create(): malloc failured! size(%zu)\n",
+                          headBytes);
 }
 
 // Room for the extra data and the record behind it.
 std::size_t headSize(const PacketManagerInternal& manager, unsigned int extSize) {
-    return manager.roundUp(extSize + recordSize);
+    return manager.roundUp(extSize + sizeof(OldPacketInternal));
 }
 
 bool liesIn(unsigned int parentSize, unsigned int offset, unsigned int size) {
@@ -84,13 +85,17 @@ OldPacketInternal* OldPacketInternal::createInBlock(PacketManagerInternal& manag
                                                     unsigned int size, unsigned int extSize) {
     const std::size_t head = headSize(manager, extSize);
     std::size_t total = manager.roundUp(size) + head;
+    // The pool's blocks end aligned whatever is asked for.
+    const bool inPool = PacketManagerInternal::policy() == CPacketManager::policyPool;
+    const std::size_t padding = inPool ? 0 : paddingFor(total);
+    total += padding;
     auto* const block = static_cast<std::uint8_t*>(manager.allocate(total));
     if (block == nullptr) {
         logInfo("PacketInternal::create(): NO enough, need size(%zu) ext(%zu)\n", std::size_t{size},
                 std::size_t{extSize});
         return nullptr;
     }
-    const std::size_t capacity = total - head;
+    const std::size_t capacity = total - padding - head;
     OldPacketInternal* const record = constructAtEnd(block + total);
     record->setMemory(block, size, capacity, block + capacity, extSize);
     return record;
@@ -110,12 +115,14 @@ OldPacketInternal* OldPacketInternal::createBesideBlock(PacketManagerInternal& m
         }
     }
     const std::size_t headBytes = headSize(manager, extSize);
-    HeadBlock head = allocateHead(headBytes);
+    const std::size_t headBlockSize = headBytes + paddingFor(headBytes);
+    HeadBlock head = allocateHead(headBlockSize);
     if (!head) {
         manager.free(data);
+        logNoHead(headBytes);
         return nullptr;
     }
-    OldPacketInternal* const record = constructAtEnd(head.get() + headBytes);
+    OldPacketInternal* const record = constructAtEnd(head.get() + headBlockSize);
     record->setMemory(data, size, capacity, head.release(), extSize);
     return record;
 }
@@ -150,14 +157,18 @@ OldPacketInternal* OldPacketInternal::create(const CPacket& packet, unsigned int
         return nullptr;
     }
     const std::size_t headBytes = headSize(*PacketManagerInternal::instance(), extSize);
-    HeadBlock head = allocateHead(headBytes);
-    if (!head) return nullptr;
+    const std::size_t headBlockSize = headBytes + paddingFor(headBytes);
+    HeadBlock head = allocateHead(headBlockSize);
+    if (!head) {
+        logNoHead(headBytes);
+        return nullptr;
+    }
     auto parent = std::make_unique<CPacket>(packet);
 
     // An attached packet that has no buffer yet gives a window without one.
     std::uint8_t* const origin = packet.getBuffer();
     std::uint8_t* const buffer = origin != nullptr ? origin + offset : nullptr;
-    OldPacketInternal* const record = constructAtEnd(head.get() + headBytes);
+    OldPacketInternal* const record = constructAtEnd(head.get() + headBlockSize);
     record->setMemory(buffer, size, size, head.release(), extSize);
     record->m_kind = kindSub;
     record->m_parent = parent.release();
@@ -165,9 +176,7 @@ OldPacketInternal* OldPacketInternal::create(const CPacket& packet, unsigned int
 }
 
 OldPacketInternal* OldPacketInternal::constructAtEnd(std::uint8_t* end) {
-    std::uint8_t* const last = end - sizeof(OldPacketInternal);
-    return new (last - reinterpret_cast<std::uintptr_t>(last) % alignof(OldPacketInternal))
-        OldPacketInternal;
+    return new (end - sizeof(OldPacketInternal)) OldPacketInternal;
 }
 
 void OldPacketInternal::setMemory(std::uint8_t* buffer, std::size_t size, std::size_t capacity,
@@ -231,6 +240,8 @@ unsigned int OldPacketInternal::putBuffer(void* data, unsigned int size) {
         m_size = size;
         return size;
     }
+    // Also a window can lack it: one that was opened before the other packet's buffer was attached.
+    if (m_buffer == nullptr) return 0;
     const std::uint32_t taken = std::min(size, m_capacity - m_size);
     if (taken > 0) {
         PacketManagerInternal::instance()->copy(m_buffer + m_size, data, taken);

@@ -81,6 +81,7 @@ private:
     static OldPacketInternal* createBesideBlock(PacketManagerInternal& manager, unsigned int size,
                                                 unsigned int extSize);
 
+    // `end` is aligned as a record.
     static OldPacketInternal* constructAtEnd(std::uint8_t* end);
     void setMemory(std::uint8_t* buffer, std::size_t size, std::size_t capacity,
                    std::uint8_t* extra, unsigned int extSize);

@@ -281,26 +281,38 @@ void PacketManagerInternal::dumpNodes() {
     }
 }
 
-void PacketManagerInternal::dumpFreeLists() {
-    struct Line {
-        int list;
-        int id;  // -1: the head of the list
-        const BufferNode* place;
-        BufferNode node;
-    };
-    std::vector<Line> lines;  // one consistent picture, printed when the lock is free again
-    {
-        CGuard guard(m_mutex);
-        for (int i = 0; i < m_orderCount; ++i) {
-            const BufferNode* const head = &m_lists[i];
-            int id = -1;
-            const BufferNode* node = head;
-            do {
-                lines.push_back({i, id++, node, *node});
-                node = node->next;
-            } while (node != head);
-        }
+/// A head or an element of a list, as it was when the picture was taken.
+struct PacketManagerInternal::DumpLine {
+    int list;
+    int id;  // -1: the head of the list
+    const BufferNode* place;
+    BufferNode node;
+};
+
+// Takes one consistent picture, as much of it as `lines` can hold, and returns the size of it all.
+std::size_t PacketManagerInternal::copyFreeLists(std::span<DumpLine> lines) {
+    CGuard guard(m_mutex);
+    std::size_t count = 0;
+    for (int i = 0; i < m_orderCount; ++i) {
+        const BufferNode* const head = &m_lists[i];
+        const BufferNode* node = head;
+        int id = -1;
+        do {
+            if (count < lines.size()) lines[count] = {i, id, node, *node};
+            ++count;
+            ++id;
+            node = node->next;
+        } while (node != head);
     }
+    return count;
+}
+
+void PacketManagerInternal::dumpFreeLists() {
+    // Grown with the lock free: the program's operator new may draw on this very pool.
+    std::vector<DumpLine> lines;
+    std::size_t count = copyFreeLists(lines);
+    for (; count > lines.size(); count = copyFreeLists(lines)) lines.resize(count);
+    lines.resize(count);
 
     logInfo("CPacketManager: dump FreeList\n");
     for (const auto& [list, id, place, node] : lines) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "vesko/memory/packetmanager.h"
 #include "vesko/vesko3/locks.h"
@@ -83,7 +84,9 @@ private:
     void insert(BufferNode& node, int order) VESKO_REQUIRES(m_mutex);
     static void unlink(BufferNode& node);
     bool inPool(const void* address) const;
+    struct DumpLine;
     void dumpFreeLists() VESKO_EXCLUDES(m_mutex);
+    std::size_t copyFreeLists(std::span<DumpLine> lines) VESKO_EXCLUDES(m_mutex);
 
     // The settings: fixed once the object exists.
     static constinit CPacketManager::Policy s_policy;

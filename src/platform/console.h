@@ -13,7 +13,8 @@ namespace Tovra::Platform {
 /// breakpoint. It writes nothing.
 VESKO_API void OutputDebugStringA(const char* text);
 
-/// A console: an output stream that may be a terminal.
+/// A console: an output stream that may be a terminal. One that was found to be none stays none, even
+/// if the stream is sent to a terminal later.
 class Console;
 
 inline constexpr std::int32_t STD_OUTPUT_HANDLE = -11;

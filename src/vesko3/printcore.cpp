@@ -71,6 +71,10 @@ Settings& settings() {
 
 constinit std::atomic<std::uint32_t> s_switches{0};
 
+// Most programs install no printer and attach no proc: their records take no lock to see that.
+constinit std::atomic<bool> s_hasPrinter{false};
+constinit std::atomic<bool> s_hasProcs{false};
+
 // One line is shared by all threads: whoever prints while it is open continues it.
 constinit std::atomic<bool> s_lineStart{true};
 constinit std::atomic<bool> s_colorRestored{true};
@@ -104,7 +108,9 @@ void restoreConsoleColor() { changeColor(s_savedAttributes.load(std::memory_orde
 
 /// How an element of the header is framed, in plain and in tagged form.
 struct Frame {
-    std::string_view before, after, tag;
+    const char* before;
+    const char* after;
+    const char* tag;
 };
 constexpr Frame moduleFrame{"[", "] ", "M:"};
 constexpr Frame versionFrame{"[ver:", "] ", "V:"};
@@ -159,29 +165,33 @@ private:
             const SystemTimeEx now = CTime::getCurrentTimeEx();
             writeDateAndTime(now);
             if (has(noTime)) return;
-            m_record.append(":");
+            m_record.append(':');
             m_record.appendNumber(now.millisecond, 3, ' ');
         } else {
             writeDateAndTime(CTime::getCurrentTime());
             if (has(noTime)) return;
         }
-        m_record.append("|");
+        m_record.append('|');
     }
 
     template <class Moment>
     void writeDateAndTime(const Moment& now) {
-        if (has(withDate)) writeTriple(now.year, 4, now.month, now.day, "-", " ");
-        if (!has(noTime)) writeTriple(now.hour, 2, now.minute, now.second, ":", "");
+        if (has(withDate)) {
+            m_record.appendNumber(now.year, 4);
+            writePair('-', now.month, now.day);
+            m_record.append(' ');
+        }
+        if (!has(noTime)) {
+            m_record.appendTwoDigits(now.hour);
+            writePair(':', now.minute, now.second);
+        }
     }
 
-    void writeTriple(int first, int firstWidth, int second, int third, std::string_view between,
-                     std::string_view after) {
-        m_record.appendNumber(first, firstWidth);
-        m_record.append(between);
-        m_record.appendNumber(second, 2);
-        m_record.append(between);
-        m_record.appendNumber(third, 2);
-        m_record.append(after);
+    void writePair(char before, int second, int third) {
+        m_record.append(before);
+        m_record.appendTwoDigits(second);
+        m_record.append(before);
+        m_record.appendTwoDigits(third);
     }
 
     Record& m_record;
@@ -190,11 +200,13 @@ private:
 };
 
 Printer installedPrinter() {
+    if (!s_hasPrinter.load(std::memory_order_relaxed)) return {};
     CGuard guard(settings().printerMutex);
     return settings().printer;
 }
 
 std::vector<PrintProc> attachedProcs() {
+    if (!s_hasProcs.load(std::memory_order_relaxed)) return {};
     CGuard guard(settings().printMutex);
     return settings().procs;
 }
@@ -254,6 +266,7 @@ int getPrintOptions(PrintOptions* options) {
 int setLogPrinter(Printer printer) {
     CGuard guard(settings().printerMutex);
     settings().printer = printer;
+    s_hasPrinter.store(!printer.empty(), std::memory_order_relaxed);
     return 0;
 }
 
@@ -262,6 +275,7 @@ bool attachPrint(PrintProc proc) {
     std::vector<PrintProc>& procs = settings().procs;
     if (std::find(procs.begin(), procs.end(), proc) != procs.end()) return false;
     procs.push_back(proc);
+    s_hasProcs.store(true, std::memory_order_relaxed);
     return true;
 }
 
@@ -271,6 +285,7 @@ bool detachPrint(PrintProc proc) {
     const auto found = std::find(procs.begin(), procs.end(), proc);
     if (found == procs.end()) return false;
     procs.erase(found);
+    s_hasProcs.store(!procs.empty(), std::memory_order_relaxed);
     return true;
 }
 

@@ -1,9 +1,6 @@
 #include "vesko3/printcore.h"
 
 #include <gtest/gtest.h>
-#include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -235,55 +232,6 @@ TEST_F(PrintCore, DumpsBytesInRows) {
     const std::string whole = records(5, [&] { dumpHex(bytes, sizeof(bytes)); });
     EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), 33 + 2);
     EXPECT_EQ(whole.substr(whole.size() - 2), "\n\n") << "row 512 has an empty line behind it";
-}
-
-// What a program prints on a terminal of its own.
-std::string onTerminal(void (*print)()) {
-    int master = -1;
-    const pid_t child = ::forkpty(&master, nullptr, nullptr, nullptr);
-    if (child == 0) {
-        print();
-        std::fflush(stdout);
-        ::_exit(0);
-    }
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(master, buffer, sizeof(buffer))) > 0;) {
-        text.append(buffer, static_cast<std::size_t>(n));
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    ::close(master);
-    EXPECT_EQ(status, 0);
-    return text;
-}
-
-TEST_F(PrintCore, ColoursEachLevelOnATerminal) {
-    setPrintOptions(with({&PrintOptions::noThread}));
-    setPrintLogLevel(6);
-    const std::string header = "12:00:00|[] [ver:] ";
-    EXPECT_EQ(onTerminal([] {
-                  logFatal("a\n"), logError("b\n"), logWarn("c\n");
-                  logInfo("d\n"), logTrace("e\n"), logDebug("f\n");
-              }),
-              "\x1b[35m" + header + "fatal  a\r\n\x1b[0m" + "\x1b[31m" + header +
-                  "error  b\r\n\x1b[0m" + "\x1b[33m" + header + "warn   c\r\n\x1b[0m" + "\x1b[32m" +
-                  header + "info   d\r\n\x1b[0m" + "\x1b[37m" + header + "trace  e\r\n\x1b[0m" +
-                  "\x1b[36m" + header + "debug  f\r\n\x1b[0m");
-    setPrintLogLevel(3);
-}
-
-TEST_F(PrintCore, ChangesTheColourOnceForALineAndNotWithoutColour) {
-    setPrintOptions(with({&PrintOptions::noThread}));
-    const std::string header = "12:00:00|[] [ver:] ";
-    EXPECT_EQ(
-        onTerminal([] {
-            std::printf("before ");  // stands in the stream and keeps its own colour
-            logWarn("abc"), logError("def\n");
-            setPrintOptions(with({&PrintOptions::noThread, &PrintOptions::noColor}));
-            logWarn("plain\n");
-        }),
-        "before \x1b[33m" + header + "warn   abcdef\r\n\x1b[0m" + header + "warn   plain\r\n");
 }
 
 TEST_F(PrintCore, TakesSettingsWhileOtherThreadsPrint) {

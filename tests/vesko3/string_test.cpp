@@ -241,8 +241,9 @@ TEST(MiniString, IsNullOnceItIsEmpty) {
     for (const Action action : actions) {
         MiniString text("x");
         action(text);
-        const void* word = &text;
-        std::memcpy(&word, &text, sizeof(word));
+        const void* inside = &text;
+        const void* word = inside;
+        std::memcpy(&word, inside, sizeof(word));
         EXPECT_EQ(word, nullptr);
         EXPECT_STREQ(text.c_str(), "");
     }

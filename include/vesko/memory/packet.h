@@ -12,7 +12,7 @@ class PacketInternal;
 /// Copies of a handle share one buffer, which lives as long as the last of them. The buffer comes
 /// from the packet manager, from the caller, or from another packet as a window on it. Nothing is
 /// ever zeroed. A handle without a buffer is invalid: it takes all calls and answers 0, null or
-/// false. Every packet must be gone when the process ends.
+/// false. Extra data are aligned to 4 bytes only. Every packet must be gone when the process ends.
 /// Threads: handles to one buffer may be copied and dropped on several threads at a time. All else
 /// is the caller's to guard, one handle and the bytes, size and place of one buffer alike.
 /// Units: sizes are bytes.
@@ -76,9 +76,11 @@ public:
     bool resize(unsigned int size);
 
     /// Appends bytes behind those in use; a packet that was made with a size is filled from its
-    /// start after `resize(0)`. An attached packet takes `data` itself as its buffer instead.
+    /// start after `resize(0)`. An attached packet takes `data` itself as its buffer instead, and
+    /// forgets the one that it had: its free function still runs only once.
     /// @param data as many bytes as told, outside the room that they are copied to
-    /// @return bytes taken: fewer than `size` when the packet is full
+    /// @return bytes taken: fewer than `size` when the packet is full; 0 for a window that was
+    ///         opened on an attached packet before it had a buffer
     unsigned int putBuffer(void* data, unsigned int size);
 
     /// @return the extra data; null when there is none

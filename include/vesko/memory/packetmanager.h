@@ -16,9 +16,9 @@ class PacketManagerInternal;
 ///
 /// By its policy, memory comes from the system heap, through three functions that can be replaced,
 /// or from one pool of a fixed size that is carved into blocks of a power of two of chunks. Taking
-/// and giving back blocks of the pool touches no heap. It is made by its first use or by the first
-/// sized packet, whichever comes first, and ends with the process; every packet must be gone by
-/// then. Its settings are fixed from that moment on.
+/// and giving back blocks of the pool touches no heap. It is made by its first use, or by a packet
+/// that takes or copies memory, and its settings are fixed from then on. It ends with the process;
+/// every packet must be gone by then.
 /// Threads: any thread may call any operation; `config` comes before all of them.
 /// Units: sizes are bytes.
 class VESKO_API CPacketManager {
@@ -31,7 +31,8 @@ public:
         policyNoCreate = 4   ///< from the `MemoryOperator`; sized packets cannot be created
     };
 
-    /// The shape of the pool.
+    /// The shape of the pool. `totalSize` and `chunkSize` together stay below 2^32. The process ends
+    /// when the memory of the pool cannot be had.
     struct PoolParameter {
         unsigned int totalSize = 0x200000;  ///< the whole pool, a multiple of `chunkSize`
         unsigned int chunkSize = 0x400;     ///< the smallest block: a power of two, 1024 or more
@@ -41,7 +42,7 @@ public:
 
     /// The three functions that stand under every policy. They may be called by several threads at
     /// a time. Under the pool `malloc` and `free` serve the pool as a whole, and `memcpy` serves
-    /// copies within it.
+    /// copies within it. What `malloc` gives is aligned as the runtime library's memory is.
     struct MemoryOperator {
         Vesko::TFunction1<void*, unsigned int> malloc;
         Vesko::TFunction1<void, void*> free;
@@ -69,7 +70,7 @@ public:
     [[nodiscard]] void* malloc(unsigned int size);
 
     /// Gives a block back.
-    /// @param ptr null is ignored by the pool
+    /// @param ptr null is ignored by the pool, and handed on to the `MemoryOperator` without one
     /// @pre `ptr` came from `malloc` and was not given back yet; this is not checked
     void free(void* ptr);
 
@@ -87,7 +88,8 @@ public:
     ///         without a pool
     unsigned char* getPoolBuffer();
 
-    /// Prints the free blocks in the log, at level 4.
+    /// Prints the free blocks in the log, at level 4: `policyPool` alone does. Under `policySystem`
+    /// and `policyPoolData` one fixed line is printed, under `policyNoCreate` nothing.
     void dumpNodes();
 
 private:

@@ -18,11 +18,31 @@ std::uint16_t milliSecondsOf(const timespec& time) {
     return static_cast<std::uint16_t>(time.tv_nsec / 1'000'000);
 }
 
-// localtime_r keeps the zone in memory, and asks no file again until the program calls tzset.
+/// The fields of the second that a thread asked for last, and the zone that they were made in.
+struct LocalSecond {
+    time_t second;
+    const char* zoneName;
+    long zone;
+    tm fields;
+};
+
+// localtime_r keeps the zone in memory, and asks no file again until the program calls tzset. Within
+// a second each thread keeps its fields, unless the zone was changed meanwhile.
+const tm& localFields(time_t second) {
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local LocalSecond s_last{};
+    if (s_last.zoneName == nullptr || s_last.second != second || s_last.zoneName != ::tzname[0] ||
+        s_last.zone != ::timezone) {
+        ::localtime_r(&second, &s_last.fields);
+        s_last.second = second;
+        s_last.zoneName = ::tzname[0];
+        s_last.zone = ::timezone;
+    }
+    return s_last.fields;
+}
+
 SYSTEMTIME localTime() {
     const timespec time = now(CLOCK_REALTIME);
-    tm fields{};
-    ::localtime_r(&time.tv_sec, &fields);
+    const tm& fields = localFields(time.tv_sec);
     return {static_cast<std::uint16_t>(fields.tm_year + 1900),
             static_cast<std::uint16_t>(fields.tm_mon + 1),
             static_cast<std::uint16_t>(fields.tm_wday),

@@ -15,11 +15,21 @@ namespace Tovra::Platform {
 
 class Console {
 public:
-    // Asked each time: a program may send its standard output elsewhere while it runs.
-    static bool isTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
+    // A terminal is asked each time: a program may send its output elsewhere while it runs, and no
+    // file must get colours. What was none once is not asked again, for it would cost a system call
+    // for every record.
+    bool isTerminal() {
+        if (!m_mayBeTerminal.load(std::memory_order_relaxed)) return false;
+        const bool isOne = ::isatty(STDOUT_FILENO) == 1;
+        m_mayBeTerminal.store(isOne, std::memory_order_relaxed);
+        return isOne;
+    }
 
     // A terminal cannot be asked for its colour: this is what was set last.
     std::atomic<std::uint16_t> attributes{0};
+
+private:
+    std::atomic<bool> m_mayBeTerminal{true};
 };
 
 namespace {
@@ -53,13 +63,13 @@ Console* GetStdHandle(std::int32_t number) {
 }
 
 bool GetConsoleScreenBufferInfo(Console* console, std::uint16_t* attributes) {
-    if (!Console::isTerminal()) return false;
+    if (!console->isTerminal()) return false;
     *attributes = console->attributes.load(std::memory_order_relaxed);
     return true;
 }
 
 bool SetConsoleTextAttribute(Console* console, std::uint16_t attributes) {
-    if (!Console::isTerminal()) return false;
+    if (!console->isTerminal()) return false;
     console->attributes.store(attributes, std::memory_order_relaxed);
     constexpr char reset[] = "\x1b[0m";
     const char colour[] = {'\x1b', '[', '3', colourDigit(attributes), 'm'};

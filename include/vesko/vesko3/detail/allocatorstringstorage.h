@@ -54,6 +54,7 @@ public:
 
     /// Copies the characters, into the present block where they fit.
     AllocatorStringStorage& operator=(const AllocatorStringStorage& rhs) {
+        if (this == &rhs) return *this;
         if (rhs.size() > capacity()) {
             AllocatorStringStorage(rhs).swap(*this);
         } else {

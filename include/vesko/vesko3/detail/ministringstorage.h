@@ -51,6 +51,7 @@ public:
 
     /// Copies the characters, into the present block where they fit.
     MiniStringStorage& operator=(const MiniStringStorage& rhs) {
+        if (this == &rhs) return *this;
         const size_type newSize = rhs.size();
         if (newSize == 0 || newSize > capacity()) {
             MiniStringStorage(rhs).swap(*this);
