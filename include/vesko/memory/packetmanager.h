@@ -88,8 +88,8 @@ public:
     ///         without a pool
     unsigned char* getPoolBuffer();
 
-    /// Prints the free blocks in the log, at level 4: `policyPool` alone does. Under `policySystem`
-    /// and `policyPoolData` one fixed line is printed, under `policyNoCreate` nothing.
+    /// Prints the state in the log, at level 4: the free blocks under `policyPool`, one fixed line
+    /// under `policySystem` and `policyPoolData`, nothing under `policyNoCreate`.
     void dumpNodes();
 
 private:
