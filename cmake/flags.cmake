@@ -4,12 +4,14 @@ target_compile_options(vesko_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
     # Source paths in messages are relative to the repository.
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
-target_link_options(vesko_flags INTERFACE -Wl,--no-undefined)
 
 if(VESKO_SANITIZE)
     target_compile_options(vesko_flags INTERFACE
         -fsanitize=${VESKO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(vesko_flags INTERFACE -fsanitize=${VESKO_SANITIZE})
+else()
+    # A sanitizer's runtime stands in the program alone, so its names are missing in the library.
+    target_link_options(vesko_flags INTERFACE -Wl,--no-undefined)
 endif()
 if(VESKO_COVERAGE)
     target_compile_options(vesko_flags INTERFACE --coverage)

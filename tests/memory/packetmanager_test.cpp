@@ -5,14 +5,17 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <list>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "memory/packetmanagerinternal.h"
@@ -61,6 +64,7 @@ public:
     Lists lists() {
         Vesko::CGuard guard(m_manager->m_mutex);
         Lists result(static_cast<std::size_t>(m_manager->m_orderCount));
+        std::ptrdiff_t listed = 0;
         for (int order = 0; order < m_manager->m_orderCount; ++order) {
             const BufferNode* const head = &m_manager->m_lists[order];
             for (const BufferNode* node = head->next; node != head; node = node->next) {
@@ -69,8 +73,13 @@ public:
                 EXPECT_EQ(node, &m_manager->m_nodes[node->realIdx]);
                 EXPECT_EQ(node->addr, addressOf(node->realIdx));
                 result[static_cast<std::size_t>(order)].push_back(node->realIdx);
+                ++listed;
             }
         }
+        const BufferNode* const nodes = m_manager->m_nodes;
+        EXPECT_EQ(std::count_if(nodes, nodes + m_manager->m_blockCount,
+                                [](const BufferNode& node) { return node.order > 0; }),
+                  listed);  // no other chunk bears such a word
         return result;
     }
 
@@ -312,6 +321,22 @@ TEST(PacketManagerLog, DumpsByPolicy) {
     pool.give(second);
 }
 
+// When set, the next call of operator new takes a chunk of this pool before anything else.
+PacketManagerPeer* s_drawnOn = nullptr;
+int s_drawn = -1;
+
+TEST(PacketManagerLog, DumpsAPoolThatOperatorNewDrawsOn) {
+    PacketManagerPeer pool(CPacketManager::policyPool, chunks(4));
+    const std::string text = printed(4, [&] {
+        s_drawnOn = &pool;
+        pool->dumpNodes();
+    });
+    EXPECT_EQ(s_drawn, 3);
+    EXPECT_EQ(pool.lists(), (Lists{{2}, {0}, {}}));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6);  // with the block that split off
+    pool.give(s_drawn);
+}
+
 TEST(Config, TakesEachSettingByItself) {
     constexpr auto keep = CPacketManager::Policy{};
     {
@@ -363,3 +388,16 @@ TEST(PacketManagerDeathTest, StopsAtBrokenPreconditions) {
 }  // namespace
 
 }  // namespace Tovra::Memory
+
+// None is inlined: the compiler would take the pairs of malloc and free for faults.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    using namespace Tovra::Memory;
+    if (PacketManagerPeer* const pool = std::exchange(s_drawnOn, nullptr)) s_drawn = pool->take(1);
+    if (void* memory = std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return std::malloc(size);
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
