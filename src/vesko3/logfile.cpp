@@ -41,7 +41,9 @@ public:
         if (!m_sizeRead) readSize();
         if (m_stream == nullptr && !open("a+")) return -1;
         if (m_sizeBytes >= m_limitBytes && !startAfresh()) return -1;
-        m_sizeBytes += std::fwrite(text, 1, static_cast<std::size_t>(length), m_stream);
+        const std::size_t written =
+            std::fwrite(text, 1, static_cast<std::size_t>(length), m_stream);
+        m_sizeBytes += static_cast<std::int64_t>(written);
         std::fflush(m_stream);
         return 0;
     }
