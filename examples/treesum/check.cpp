@@ -6,6 +6,7 @@
 
 #include "inputfile.h"
 #include "interrupt.h"
+#include "journal.h"
 #include "manifest.h"
 
 namespace TreeSum {
@@ -44,6 +45,7 @@ private:
     void verify(const ManifestEntry& entry) {
         std::string hex;
         const int error = m_digester.digest(entry.name, entry.algorithm, hex);
+        if (error != 0 && interrupted() != 0) return;
         if (error != 0) {
             ++m_counts.unreadable;
             m_report.failure(entry.name, error);
@@ -89,7 +91,7 @@ void warn(Report& report, const Counts& counts) {
 
 }  // namespace
 
-void checkManifest(const Options& options, FileDigester& digester, Report& report) {
+bool checkManifest(const Options& options, FileDigester& digester, Report& report) {
     const std::string& path = *options.manifest;
     const std::string_view name = path == "-" ? std::string_view("standard input") : path;
     InputFile manifest(path);
@@ -98,14 +100,16 @@ void checkManifest(const Options& options, FileDigester& digester, Report& repor
     while (interrupted() == 0 && !report.outputIsBroken() && manifest.readLine(line)) {
         check.line(line);
     }
-    if (manifest.error() != 0) {
+    if (interrupted() == 0 && manifest.error() != 0) {
         report.failure(name, manifest.error());
-        if (check.counts().wellFormed == 0) return;
-    } else if (check.counts().wellFormed == 0 && interrupted() == 0) {
+        if (check.counts().wellFormed == 0) return true;
+    } else if (interrupted() == 0 && check.counts().wellFormed == 0) {
         report.failure(name, "no properly formatted checksum lines found");
-        return;
+        return true;
     }
     warn(report, check.counts());
+    note(Detail::info, "verified " + std::to_string(check.counts().wellFormed) + " lines");
+    return interrupted() == 0;
 }
 
 }  // namespace TreeSum

@@ -8,6 +8,7 @@ namespace TreeSum {
 
 /// Verifies the files that the options' manifest lists, until an interrupt comes or standard output
 /// fails. Closes with warnings that count what went wrong.
-void checkManifest(const Options& options, FileDigester& digester, Report& report);
+/// @return false when an interrupt cut it short
+bool checkManifest(const Options& options, FileDigester& digester, Report& report);
 
 }  // namespace TreeSum

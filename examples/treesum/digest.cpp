@@ -4,8 +4,11 @@
 #include <bit>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
+#include <new>
 
 #include "inputfile.h"
+#include "interrupt.h"
 #include "vesko/memory/packetmanager.h"
 #include "vesko/utils/crc.h"
 #include "vesko/utils/md5.h"
@@ -59,7 +62,8 @@ int digestWith(InputFile& file, CPacket& packet, unsigned int pieceBytes, std::s
     do {
         packet.resize(static_cast<unsigned int>(file.read(packet.getBuffer(), pieceBytes)));
         sum.update(packet.getBuffer(), packet.size());
-    } while (packet.size() == pieceBytes);
+    } while (packet.size() == pieceBytes && interrupted() == 0);
+    if (interrupted() != 0) return EINTR;
     if (file.error() != 0) return file.error();
     hex.resize(Sum::hexDigits);
     sum.hex(hex.data());
@@ -82,9 +86,14 @@ constexpr AlgorithmRow s_algorithms[] = {rowOf<Md5Sum>(Algorithm::md5),
                                          rowOf<Sha1Sum>(Algorithm::sha1),
                                          rowOf<Crc32Sum>(Algorithm::crc32)};
 
+// One packet is all that is read into at a time: the rest of a larger budget stays untouched.
+unsigned int blockBytes(unsigned int budgetBytes) {
+    return std::min(std::bit_floor(budgetBytes), s_largestBlockBytes);
+}
+
 // A block of the pool keeps the packet's record too: the packet asks for one chunk less.
 unsigned int packetBytes(unsigned int budgetBytes) {
-    return std::min(std::bit_floor(budgetBytes), s_largestBlockBytes) - s_chunkBytes;
+    return blockBytes(budgetBytes) - s_chunkBytes;
 }
 
 unsigned int wholeStreamBuffers(unsigned int bytes) {
@@ -100,11 +109,15 @@ std::optional<Algorithm> algorithmOfLength(std::size_t hexDigits) {
     return std::nullopt;
 }
 
-void limitMemory(unsigned int budgetBytes) {
+bool limitMemory(unsigned int budgetBytes) {
     CPacketManager::PoolParameter pool;
     pool.chunkSize = s_chunkBytes;
-    pool.totalSize = budgetBytes - budgetBytes % s_chunkBytes;
+    pool.totalSize = blockBytes(budgetBytes);
+    // The pool itself would end the process when its memory cannot be had.
+    const std::unique_ptr<char[]> trial(new (std::nothrow) char[pool.totalSize + s_chunkBytes]);
+    if (trial == nullptr) return false;
     CPacketManager::config(CPacketManager::policyPool, nullptr, &pool);
+    return true;
 }
 
 FileDigester::FileDigester(unsigned int budgetBytes)

@@ -16,7 +16,8 @@ std::optional<Algorithm> algorithmOfLength(std::size_t hexDigits);
 
 /// Gives the library's packets a pool of a fixed size, from which file contents take their room.
 /// Comes once, before the first `FileDigester`.
-void limitMemory(unsigned int budgetBytes);
+/// @return false when the system has not so much memory
+bool limitMemory(unsigned int budgetBytes);
 
 /// Reads files in pieces of one packet and digests them.
 ///
@@ -31,7 +32,7 @@ public:
     /// Digests one file.
     /// @param path "-" is standard input
     /// @param hex  receives lowercase hexadecimal digits; untouched on failure
-    /// @return 0, or the `errno` value that tells why not
+    /// @return 0, or the `errno` value that tells why not: EINTR after an interrupt
     int digest(const std::string& path, Algorithm algorithm, std::string& hex);
 
 private:

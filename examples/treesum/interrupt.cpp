@@ -1,29 +1,44 @@
 #include "interrupt.h"
 
-#include <csignal>
+#include <signal.h>
+
 #include <initializer_list>
 
 namespace TreeSum {
 
 namespace {
 
-volatile std::sig_atomic_t s_signal = 0;
+constexpr int s_stopSignals[] = {SIGINT, SIGTERM};
+
+volatile sig_atomic_t s_signal = 0;
 
 void note(int signal) {
     s_signal = signal;
-    std::signal(signal, SIG_DFL);
+    for (const int stop : s_stopSignals) ::signal(stop, SIG_DFL);
+}
+
+// Without a restart of system calls: a read that waits for a pipe ends too.
+void watch(int signal) {
+    struct sigaction before {};
+    if (::sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) return;
+    struct sigaction action {};
+    action.sa_handler = note;
+    ::sigaction(signal, &action, nullptr);
 }
 
 }  // namespace
 
 void watchInterrupts() {
-    for (const int signal : {SIGINT, SIGTERM}) {
-        if (std::signal(signal, note) == SIG_IGN) std::signal(signal, SIG_IGN);
-    }
+    for (const int stop : s_stopSignals) watch(stop);
     // A closed pipe is a failed write, reported like a full disk.
-    std::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGPIPE, SIG_IGN);
 }
 
 int interrupted() { return s_signal; }
+
+void endByInterrupt() {
+    ::signal(s_signal, SIG_DFL);
+    ::raise(s_signal);
+}
 
 }  // namespace TreeSum

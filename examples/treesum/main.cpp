@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstddef>
 #include <exception>
 #include <optional>
@@ -7,26 +8,26 @@
 #include "check.h"
 #include "digest.h"
 #include "interrupt.h"
+#include "journal.h"
 #include "options.h"
 #include "report.h"
 #include "sum.h"
-#include "vesko/vesko3/log.h"
 
 namespace TreeSum {
 
 namespace {
 
-enum ExitStatus { exitSuccess = 0, exitFailure = 1, exitUsage = 2, exitSignalBase = 128 };
+enum ExitStatus { exitSuccess = 0, exitFailure = 1, exitUsage = 2 };
 
 void work(const Options& options, Report& report) {
-    limitMemory(options.budgetBytes);
-    FileDigester digester(options.budgetBytes);
-    if (options.manifest) {
-        checkManifest(options, digester, report);
-    } else {
-        sumPaths(options, digester, report);
+    if (!limitMemory(options.budgetBytes)) {
+        report.failure("memory budget", ENOMEM);
+        return;
     }
-    if (interrupted() != 0) report.complaint("interrupted; the rest was left out");
+    FileDigester digester(options.budgetBytes);
+    const bool complete = options.manifest ? checkManifest(options, digester, report)
+                                           : sumPaths(options, digester, report);
+    if (!complete) report.complaint("interrupted; the rest was left out");
 }
 
 void answer(const Options& options, Report& report) {
@@ -40,8 +41,6 @@ void answer(const Options& options, Report& report) {
 }
 
 int run(std::span<char* const> arguments) {
-    // Records of the library's log would stand between the result lines.
-    Tovra::Vesko::setPrintLogLevel(0);
     watchInterrupts();
     Report report;
     std::string complaint;
@@ -50,9 +49,10 @@ int run(std::span<char* const> arguments) {
         report.complaint(complaint + "; try 'treesum --help'");
         return exitUsage;
     }
+    setUpJournal(*options);
     answer(*options, report);
     const bool allWell = report.finish();
-    if (interrupted() != 0) return exitSignalBase + interrupted();
+    if (interrupted() != 0) endByInterrupt();
     return allWell ? exitSuccess : exitFailure;
 }
 

@@ -85,19 +85,63 @@ bool isIgnoredLine(std::string_view line) {
     return withoutReturn(line).empty() || line.front() == '#';
 }
 
+namespace {
+
+struct TagRow {
+    std::string_view prefix;
+    Algorithm algorithm;
+};
+constexpr TagRow s_tags[] = {
+    {"MD5 (", Algorithm::md5}, {"SHA1 (", Algorithm::sha1}, {"CRC32 (", Algorithm::crc32}};
+
+/// The parts of a line, before its name is unescaped.
+struct RawEntry {
+    std::string_view digits;
+    std::string_view name;
+    Algorithm algorithm;
+};
+
+// "MD5 (name) = digest"
+std::optional<RawEntry> parseTagged(std::string_view line) {
+    constexpr std::string_view between = ") = ";
+    for (const TagRow& tag : s_tags) {
+        const std::size_t nameEnd = line.rfind(between);
+        if (!line.starts_with(tag.prefix) || nameEnd == std::string_view::npos ||
+            nameEnd < tag.prefix.size()) {
+            continue;
+        }
+        const std::string_view digits = line.substr(nameEnd + between.size());
+        if (digits.find_first_not_of(s_hexDigits) != std::string_view::npos) return std::nullopt;
+        return RawEntry{digits, line.substr(tag.prefix.size(), nameEnd - tag.prefix.size()),
+                        tag.algorithm};
+    }
+    return std::nullopt;
+}
+
+// "digest  name", "digest *name" or "digest name"
+std::optional<RawEntry> parsePlain(std::string_view line) {
+    const std::string_view digits = line.substr(0, line.find_first_not_of(s_hexDigits));
+    const std::optional<Algorithm> algorithm = algorithmOfLength(digits.size());
+    line.remove_prefix(digits.size());
+    if (!algorithm || (!takePrefix(line, " ") && !takePrefix(line, "\t"))) return std::nullopt;
+    if (!takePrefix(line, " ")) takePrefix(line, "*");
+    return RawEntry{digits, line, *algorithm};
+}
+
+}  // namespace
+
 std::optional<ManifestEntry> parseManifestLine(std::string_view line,
                                                std::optional<Algorithm> expected) {
     line = withoutReturn(line);
     line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     const bool escaped = takePrefix(line, "\\");
-    const std::string_view digits = line.substr(0, line.find_first_not_of(s_hexDigits));
-    const std::optional<Algorithm> algorithm = algorithmOfLength(digits.size());
-    if (!algorithm || (expected && *expected != *algorithm)) return std::nullopt;
-    line.remove_prefix(digits.size());
-    if (!takePrefix(line, "  ") && !takePrefix(line, " *")) return std::nullopt;
-    std::optional<std::string> name = escaped ? unescapedName(line) : std::string(line);
+    std::optional<RawEntry> raw = parseTagged(line);
+    if (!raw) raw = parsePlain(line);
+    if (!raw || algorithmOfLength(raw->digits.size()) != raw->algorithm) return std::nullopt;
+    if (expected && *expected != raw->algorithm) return std::nullopt;
+    std::optional<std::string> name = escaped ? unescapedName(raw->name) : std::string(raw->name);
     if (!name || name->empty() || name->find('\0') != std::string::npos) return std::nullopt;
-    return ManifestEntry{lowercaseDigits(digits), std::move(*name), *algorithm};
+    return ManifestEntry{lowercaseDigits(raw->digits), std::move(*name), raw->algorithm};
 }
 
 }  // namespace TreeSum

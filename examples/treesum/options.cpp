@@ -22,15 +22,20 @@ With the PATH or FILE -, standard input is read.
       --md5          MD5, as md5sum prints and reads it (the default)
       --sha1         SHA-1, as sha1sum prints and reads it
       --crc32        CRC-32 of IEEE 802.3, lines of the same form
-      --budget SIZE  memory for file contents, 4K to 1024M (default 2M); a K or M
-                     behind the number stands for 1024 or 1048576 bytes
+      --budget SIZE  most memory for file contents, 4K to 1024M (default 2M); a K or
+                     M behind the number stands for 1024 or 1048576 bytes
       --check FILE   verify; without an algorithm the length of each checksum tells
       --quiet        when verifying, do not print OK lines
+      --log-level N  records up to this level on standard error: 0 none (the
+                     default), 2 errors, 4 information, 5 each directory
+      --log-file F   records to this file as well; alone it means level 4
+      --log-size KIB empty the log file when it has grown so far (default 1024)
       --help         print this text and end
       --version      print the version and end
 
 Exit status: 0 when every file was summed or verified, 1 when anything failed,
-2 for a wrong command line, 130 or 143 after an interrupt.)";
+2 for a wrong command line. An interrupt ends the program by its signal, after what
+was done is written out.)";
 
 constexpr std::uint64_t s_smallestBudgetBytes = 4 * 1024;
 constexpr std::uint64_t s_largestBudgetBytes = 1024 * 1024 * 1024;
@@ -57,17 +62,41 @@ bool parseBudget(std::string_view text, unsigned int& bytes) {
 // The complaint, empty when all is well.
 using Complaint = std::string;
 
+Complaint choose(Options& options, Algorithm algorithm) {
+    if (options.algorithm && *options.algorithm != algorithm) return "one algorithm at a time";
+    options.algorithm = algorithm;
+    return {};
+}
+
+template <bool Options::*flag>
+Complaint set(Options& options) {
+    options.*flag = true;
+    return {};
+}
+
+template <std::optional<std::string> Options::*field>
+Complaint setNumber(Options& options, std::string_view value) {
+    unsigned int number = 0;
+    const char* end = value.data() + value.size();
+    const auto [rest, error] = std::from_chars(value.data(), end, number);
+    if (error != std::errc{} || rest != end) {
+        return std::string("not a number: ").append(value);
+    }
+    options.*field = value;
+    return {};
+}
+
 struct FlagRow {
     std::string_view name;
-    void (*apply)(Options&);
+    Complaint (*apply)(Options&);
 };
 constexpr FlagRow s_flags[] = {
-    {"--md5", [](Options& o) { o.algorithm = Algorithm::md5; }},
-    {"--sha1", [](Options& o) { o.algorithm = Algorithm::sha1; }},
-    {"--crc32", [](Options& o) { o.algorithm = Algorithm::crc32; }},
-    {"--quiet", [](Options& o) { o.quiet = true; }},
-    {"--help", [](Options& o) { o.help = true; }},
-    {"--version", [](Options& o) { o.version = true; }},
+    {"--md5", [](Options& o) { return choose(o, Algorithm::md5); }},
+    {"--sha1", [](Options& o) { return choose(o, Algorithm::sha1); }},
+    {"--crc32", [](Options& o) { return choose(o, Algorithm::crc32); }},
+    {"--quiet", &set<&Options::quiet>},
+    {"--help", &set<&Options::help>},
+    {"--version", &set<&Options::version>},
 };
 
 struct ValueRow {
@@ -86,6 +115,13 @@ constexpr ValueRow s_valued[] = {
          o.manifest = value;
          return Complaint();
      }},
+    {"--log-level", &setNumber<&Options::logLevel>},
+    {"--log-file",
+     [](Options& o, std::string_view value) {
+         o.logFile = value;
+         return Complaint();
+     }},
+    {"--log-size", &setNumber<&Options::logSizeKib>},
 };
 
 /// Goes through the arguments once.
@@ -106,6 +142,7 @@ public:
             }
         }
         if (options.manifest && !options.paths.empty()) return "--check takes no PATH";
+        if (options.quiet && !options.manifest) return "--quiet is for --check alone";
         return {};
     }
 
@@ -119,8 +156,7 @@ private:
     Complaint applyOption(Options& options, std::string_view argument) {
         if (const auto* flag = std::ranges::find(s_flags, argument, &FlagRow::name);
             flag != std::end(s_flags)) {
-            flag->apply(options);
-            return {};
+            return flag->apply(options);
         }
         const std::size_t equals = argument.find('=');
         const std::string_view name = argument.substr(0, equals);

@@ -15,6 +15,9 @@ struct Options {
     std::optional<Algorithm> algorithm;
     unsigned int budgetBytes = 2 * 1024 * 1024;
     std::optional<std::string> manifest;  // to be verified; "-" is standard input
+    std::optional<std::string> logLevel;  // a number
+    std::optional<std::string> logFile;
+    std::optional<std::string> logSizeKib;  // a number
     bool quiet = false;
     bool help = false;
     bool version = false;

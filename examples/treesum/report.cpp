@@ -9,6 +9,28 @@
 
 namespace TreeSum {
 
+namespace {
+
+// A name from a stranger's disk must neither break a line nor steer the terminal.
+std::string shownName(std::string_view name) {
+    if (name.empty()) return "''";
+    const bool breaksLine = name.find_first_of("\r\n") != std::string_view::npos;
+    std::string text;
+    for (const char c : breaksLine ? escapedName(name) : std::string(name)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7f) {
+            text += c;
+            continue;
+        }
+        char octal[8];
+        std::snprintf(octal, sizeof octal, "\\%03o", byte);
+        text += octal;
+    }
+    return text;
+}
+
+}  // namespace
+
 void Report::result(std::string_view line) {
     if (m_outputIsBroken) return;
     // Buffered by the runtime library: by lines on a terminal, by blocks elsewhere.
@@ -21,14 +43,13 @@ void Report::failure(std::string_view name, int error) {
 }
 
 void Report::failure(std::string_view name, std::string_view reason) {
-    // A line break in a name must not make two lines of one failure.
-    const bool breaksLine = name.find_first_of("\r\n") != std::string_view::npos;
-    std::string text = breaksLine ? escapedName(name) : std::string(name);
-    complaint(text.append(": ").append(reason));
+    complaint(shownName(name).append(": ").append(reason));
 }
 
 void Report::complaint(std::string_view text) {
     m_failed = true;
+    // First what came first: both streams may lead to one place.
+    if (!m_outputIsBroken && std::fflush(stdout) != 0) outputFailed(errno);
     const std::string line = std::string("treesum: ").append(text).append("\n");
     std::fwrite(line.data(), 1, line.size(), stderr);
 }

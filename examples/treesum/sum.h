@@ -8,6 +8,7 @@ namespace TreeSum {
 
 /// Prints the checksums of all files that the options' paths lead to, until an interrupt comes or
 /// standard output fails.
-void sumPaths(const Options& options, FileDigester& digester, Report& report);
+/// @return false when an interrupt cut it short
+bool sumPaths(const Options& options, FileDigester& digester, Report& report);
 
 }  // namespace TreeSum

@@ -196,22 +196,51 @@ it_notices_a_full_disk() {
     done
 }
 
-it_stops_after_the_current_file_when_interrupted() {
+it_stops_while_it_reads_when_interrupted() {
     mkfifo pipe
     echo 1 >file
     local signal
     for signal in INT:130 TERM:143; do
         # In a script a program in the background would ignore the first of them.
         env --default-signal=INT "$program" file pipe file >out 2>err &
-        exec 3>pipe # comes back when the program has opened the other end
+        exec 3>pipe # comes back when the program has opened the other end, and waits for more
+        sleep 0.2
         kill -"${signal%:*}" $!
-        echo 2 >&3
-        exec 3>&-
         wait $!
         same "status" "${signal#*:}" $?
-        same "standard output" "$(md5sum file; echo 2 | md5sum | sed 's/-/pipe/')" "$(<out)"
+        exec 3>&-
+        same "standard output" "$(md5sum file)" "$(<out)"
         same "standard error" "treesum: interrupted; the rest was left out" "$(<err)"
     done
+}
+
+it_keeps_a_budget_that_cannot_be_had_from_ending_it() {
+    echo 1 >file
+    local limited="$program"
+    limited() { (ulimit -v 100000 && exec "$limited" --budget 1024M file); }
+    same "line" "$(md5sum file)" "$(limited)"
+}
+
+it_says_what_failed_behind_what_went_before() {
+    echo 1 >file
+    "$program" file $'a\033[31mb' '' file >both 2>&1
+    same "both streams" "$(md5sum file)
+treesum: a\\033[31mb: No such file or directory
+treesum: '': No such file or directory
+$(md5sum file)" "$(<both)"
+}
+
+it_logs_beside_its_results() {
+    mkdir t
+    echo 1 >t/file
+    run --log-level 5 t
+    same "standard output" "$(md5sum t/file)" "$out"
+    same "records" 2 "$(grep -cE '\[treesum\] \[ver:[0-9.]+\] (trace|info) .* (walking t|summed 1 files)$' <<<"$err")"
+    run --log-file log --log-size 1 t
+    same "status" 0 "$status"
+    same "log file" 1 "$(grep -c 'summed 1 files$' log)"
+    run --log-level high t
+    expect 2 "" "treesum: not a number: high; try 'treesum --help'"
 }
 
 it_reads_standard_input() {
@@ -234,7 +263,8 @@ it_verifies_as_the_system_does() {
     local lines=("" "# comment" "junk" " # no comment" "$good" "$good  " "$good *file" "${good^^}  file"
         $' \t'"$good  file" "$none  file" "$none  gone" "$none  ." $'\\'"$none  go\\nne"
         "$good"$'  file\r' "${good}0  file" "${good:1}  file" "\\$good  a\\b" "\\$good  a\\"
-        "$none  back\\slash" "\\$none  back\\\\slash" "$(head -c 5000 /dev/zero | tr '\0' x)")
+        "$none  back\\slash" "\\$none  back\\\\slash" "MD5 (file) = $good" "MD5 (file) = $none"
+        "\\MD5 (back\\\\slash) = $good" "MD5 (file) = ${good:1}" "$(head -c 5000 /dev/zero | tr '\0' x)")
     local line sums
     for line in "${lines[@]}"; do
         { cat all; printf '%s\n' "$line"; } >manifest
@@ -249,6 +279,9 @@ it_verifies_as_the_system_does() {
     run --check many
     same "many" "$(md5sum -c many 2>&1 | sed "s/^md5sum/treesum/; s/'go'.*'ne'/go\\\\nne/" | sort)" \
         "$(sort "$work/out" "$work/err")"
+    printf '%s file\n' "$good" >single_blank
+    run --check single_blank
+    expect 0 "$(md5sum -c single_blank)" ""
     printf '\0\n%s  file\0\n\0%s  file\n%s  file\n\0' "$good" "$good" "$good" >zeros
     run --check zeros
     expect 1 "file: OK" "treesum: WARNING: 4 lines are improperly formatted"
@@ -293,7 +326,8 @@ it_refuses_a_wrong_command_line() {
     local rows=("--bogus:unknown option '--bogus'" "-x:unknown option '-x'"
         "--md5=1:unknown option '--md5=1'" "--budget:option '--budget' wants a value"
         "--check:option '--check' wants a value" "--check a b:--check takes no PATH"
-        "--check a --check b:one --check at a time")
+        "--check a --check b:one --check at a time" "--quiet a:--quiet is for --check alone"
+        "--md5 --sha1:one algorithm at a time")
     local size row
     for size in 0 4095 3K 1025M 1G 5000000000 -1 K 4KK x 99999999999999999999; do
         rows+=("--budget $size:$budget '$size'")

@@ -16,6 +16,13 @@ using Detail::Deadline;
 using Detail::futexWait;
 using Detail::futexWake;
 
+// Tells the processor that this is a waiting loop, where it has an instruction for that.
+void relaxProcessor() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#endif
+}
+
 /// A counting semaphore. Count and number of sleepers share one word, so that a post never touches
 /// the object after a waiter may have taken the count and ended it.
 class Semaphore final : public Waitable {
@@ -184,9 +191,10 @@ private:
 
 bool LockWord::takeSleeping(std::uint32_t milliSeconds) {
     // Most locks are held for a few instructions: a short look may save the sleep.
-    constexpr int looks = 64;
+    constexpr int looks = 100;
     for (int look = 0; look < looks; ++look) {
         if (m_state.load(std::memory_order_relaxed) == freeState && takeIfFree()) return true;
+        relaxProcessor();
     }
     const Deadline deadline(milliSeconds);
     // Whoever slept cannot know who else sleeps, so it takes the word as contended.
