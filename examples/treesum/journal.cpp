@@ -1,8 +1,6 @@
 #include "journal.h"
 
 #include <cstdio>
-#include <initializer_list>
-#include <vector>
 
 #include "vesko/vesko3/log.h"
 
@@ -35,9 +33,10 @@ void setUpJournal(const Options& options) {
     command("-logpath", *options.logFile);
 }
 
-void note(Detail detail, const std::string& text, const std::source_location& place) {
-    Vesko::logFilter(static_cast<int>(detail), "treesum", place.file_name(), place.function_name(),
-                     static_cast<int>(place.line()), TREESUM_VERSION, "%s\n", text.c_str());
+void note(Detail detail, const std::string& text, const char* file, const char* function,
+          int line) {
+    Vesko::logFilter(static_cast<int>(detail), "treesum", file, function, line, TREESUM_VERSION,
+                     "%s\n", text.c_str());
 }
 
 }  // namespace TreeSum

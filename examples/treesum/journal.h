@@ -1,6 +1,5 @@
 #pragma once
 
-#include <source_location>
 #include <string>
 
 #include "options.h"
@@ -13,8 +12,8 @@ void setUpJournal(const Options& options);
 
 enum class Detail { info = 4, trace = 5 };
 
-/// Writes a record of this program.
-void note(Detail detail, const std::string& text,
-          const std::source_location& place = std::source_location::current());
+/// Writes a record of this program. The place is the caller's.
+void note(Detail detail, const std::string& text, const char* file = __builtin_FILE(),
+          const char* function = __builtin_FUNCTION(), int line = __builtin_LINE());
 
 }  // namespace TreeSum

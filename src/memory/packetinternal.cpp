@@ -85,7 +85,7 @@ OldPacketInternal* OldPacketInternal::createInBlock(PacketManagerInternal& manag
                                                     unsigned int size, unsigned int extSize) {
     const std::size_t head = headSize(manager, extSize);
     std::size_t total = manager.roundUp(size) + head;
-    // The pool's blocks end aligned whatever is asked for.
+    // Blocks of the pool end aligned whatever is asked for.
     const bool inPool = PacketManagerInternal::policy() == CPacketManager::policyPool;
     const std::size_t padding = inPool ? 0 : paddingFor(total);
     total += padding;
@@ -240,7 +240,7 @@ unsigned int OldPacketInternal::putBuffer(void* data, unsigned int size) {
         m_size = size;
         return size;
     }
-    // Also a window can lack it: one that was opened before the other packet's buffer was attached.
+    // A window that was opened on an attached packet before it had a buffer.
     if (m_buffer == nullptr) return 0;
     const std::uint32_t taken = std::min(size, m_capacity - m_size);
     if (taken > 0) {
