@@ -94,8 +94,9 @@ void setLogFilter(int argc, char* const argv[]) {
         return;
     }
     const char* value = argv[1];
-    if (value == nullptr || (argc > 2 && argv[2] == nullptr)) return;
+    if (value == nullptr) return;
     if (word == "-logmodule") {
+        if (argc > 2 && argv[2] == nullptr) return;
         return argc > 2 ? Detail::setModule(value, isOn(argv[2]))
                         : Detail::setAllModules(!isOff(value));
     }
