@@ -217,8 +217,9 @@ it_stops_while_it_reads_when_interrupted() {
 it_keeps_a_budget_that_cannot_be_had_from_ending_it() {
     echo 1 >file
     local limited="$program"
-    limited() { (ulimit -v 100000 && exec "$limited" --budget 1024M file); }
-    same "line" "$(md5sum file)" "$(limited)"
+    limited() { (ulimit -v 100000 && exec "$limited" "$@"); }
+    limited --version >/dev/null 2>&1 || return 0 # a sanitizer needs more than that for itself
+    same "line" "$(md5sum file)" "$(limited --budget 1024M file)"
 }
 
 it_says_what_failed_behind_what_went_before() {
