@@ -8,49 +8,39 @@ namespace {
 
 bool triedElsewhere(CMutex& mutex) {
     bool taken = false;
-    std::thread([&] {
-        taken = mutex.TryEnter();
-        if (taken) mutex.Leave();
-    }).join();
+    std::thread([&] { taken = mutex.TryEnter() && mutex.Leave(); }).join();
     return taken;
 }
 
-TEST(LegacyMutex, CountsTheEntriesOfItsOwner) {
+TEST(LegacyMutex, CountsTheEntriesOfItsOwnerWhoAloneLeaves) {
     for (const CMutex::Type type : {CMutex::typeNormal, CMutex::typeRecursive}) {
         SCOPED_TRACE(type);
         CMutex mutex(type);
-        EXPECT_TRUE(mutex.Enter());
-        EXPECT_TRUE(mutex.Enter());
-        EXPECT_TRUE(mutex.TryEnter());
-        EXPECT_FALSE(triedElsewhere(mutex));
-        EXPECT_TRUE(mutex.Leave());
-        EXPECT_TRUE(mutex.Leave());
-        EXPECT_FALSE(triedElsewhere(mutex));
-        EXPECT_TRUE(mutex.Leave());
+        EXPECT_FALSE(mutex.Leave());
+        EXPECT_TRUE(mutex.Enter() && mutex.Enter() && mutex.TryEnter());
+        std::thread([&] { EXPECT_FALSE(mutex.Leave()); }).join();
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_FALSE(triedElsewhere(mutex));
+            EXPECT_TRUE(mutex.Leave());
+        }
         EXPECT_TRUE(triedElsewhere(mutex));
     }
 }
 
-TEST(LegacyMutex, IsLeftByItsOwnerAlone) {
-    CMutex mutex;
-    EXPECT_FALSE(mutex.Leave());
-    ASSERT_TRUE(mutex.Enter());
-    std::thread([&] { EXPECT_FALSE(mutex.Leave()); }).join();
-    EXPECT_FALSE(triedElsewhere(mutex));
-    EXPECT_TRUE(mutex.Leave());
-}
-
 TEST(LegacyMutex, EnterAfterAnAbandoningOwnerIsFalseYetOwns) {
-    CMutex mutex;
+    CMutex mutexes[3];
     std::thread([&] {
-        EXPECT_TRUE(mutex.Enter());
-        EXPECT_TRUE(mutex.Enter());
+        for (CMutex& mutex : mutexes) EXPECT_TRUE(mutex.Enter() && mutex.Enter());
+        EXPECT_TRUE(mutexes[1].Leave() && mutexes[1].Leave());  // the one in the middle
     }).join();
-    EXPECT_FALSE(mutex.Enter());
-    EXPECT_FALSE(triedElsewhere(mutex));
-    EXPECT_TRUE(mutex.Leave());
-    EXPECT_TRUE(mutex.Enter()) << "abandonment is told once";
-    EXPECT_TRUE(mutex.Leave());
+    for (CMutex& mutex : mutexes) {
+        EXPECT_EQ(mutex.Enter(), &mutex == &mutexes[1]);
+        EXPECT_FALSE(triedElsewhere(mutex));
+        EXPECT_TRUE(mutex.Leave());
+        EXPECT_TRUE(mutex.Enter()) << "abandonment is told once";
+        EXPECT_TRUE(mutex.Leave());
+        EXPECT_TRUE(triedElsewhere(mutex));
+    }
 }
 
 TEST(LegacyMutex, ExcludesThreads) {

@@ -7,9 +7,11 @@
 
 #include <thread>
 
+#include "platform/tls.h"
+
 namespace {
 
-using Tovra::Platform::GetCurrentThreadId;
+using namespace Tovra::Platform;
 
 std::uint32_t kernelThreadId() { return static_cast<std::uint32_t>(::syscall(SYS_gettid)); }
 
@@ -26,6 +28,12 @@ TEST(ThreadId, IsTheChildsOwnAfterAFork) {
     int status = -1;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
+}
+
+TEST(Tls, RefusesWhatIsNoSlot) {
+    EXPECT_FALSE(TlsSetValue(TLS_OUT_OF_INDEXES, nullptr));
+    EXPECT_EQ(TlsGetValue(TLS_OUT_OF_INDEXES), nullptr);
+    EXPECT_FALSE(TlsFree(TLS_OUT_OF_INDEXES));
 }
 
 }  // namespace

@@ -12,19 +12,20 @@ namespace {
 
 using namespace Tovra::Vesko;
 
-PrintOptions shortHeader(bool noColor) {
+void showLevelAlone(bool withColor) {
     PrintOptions options{};
     options.noTime = options.noThread = options.noModule = options.noVersion = 1;
-    options.noColor = noColor ? 1 : 0;
-    return options;
+    options.noColor = withColor ? 0 : 1;
+    setPrintOptions(options);
 }
 
-// What a program prints on a terminal of its own.
+// What a program prints in colour on a terminal of its own.
 std::string onTerminal(void (*print)()) {
     std::fflush(stdout);  // the child must not write it once more
     int master = -1;
     const pid_t child = ::forkpty(&master, nullptr, nullptr, nullptr);
     if (child == 0) {
+        showLevelAlone(true);
         print();
         std::fflush(stdout);
         ::_exit(0);
@@ -42,34 +43,27 @@ std::string onTerminal(void (*print)()) {
 }
 
 TEST(PrintColor, ColoursEachLevelOnATerminal) {
-    setPrintOptions(shortHeader(false));
-    setPrintLogLevel(6);
     EXPECT_EQ(onTerminal([] {
+                  setPrintLogLevel(6);
                   logFatal("a\n"), logError("b\n"), logWarn("c\n");
                   logInfo("d\n"), logTrace("e\n"), logDebug("f\n");
               }),
-              "\x1b[35mfatal  a\r\n\x1b[0m"
-              "\x1b[31merror  b\r\n\x1b[0m"
-              "\x1b[33mwarn   c\r\n\x1b[0m"
-              "\x1b[32minfo   d\r\n\x1b[0m"
-              "\x1b[37mtrace  e\r\n\x1b[0m"
-              "\x1b[36mdebug  f\r\n\x1b[0m");
-    setPrintLogLevel(3);
+              "\x1b[35mfatal  a\r\n\x1b[0m\x1b[31merror  b\r\n\x1b[0m"
+              "\x1b[33mwarn   c\r\n\x1b[0m\x1b[32minfo   d\r\n\x1b[0m"
+              "\x1b[37mtrace  e\r\n\x1b[0m\x1b[36mdebug  f\r\n\x1b[0m");
 }
 
 TEST(PrintColor, ChangesTheColourOnceForALineAndNotWithoutColour) {
-    setPrintOptions(shortHeader(false));
     EXPECT_EQ(onTerminal([] {
                   std::printf("before ");  // stands in the stream and keeps its own colour
                   logWarn("abc"), logError("def\n");
-                  setPrintOptions(shortHeader(true));
+                  showLevelAlone(false);
                   logWarn("plain\n");
               }),
               "before \x1b[33mwarn   abcdef\r\n\x1b[0mwarn   plain\r\n");
 }
 
 TEST(PrintColor, LeavesAFileCleanThatTakesThePlaceOfATerminal) {
-    setPrintOptions(shortHeader(false));
     EXPECT_EQ(onTerminal([] {
                   logWarn("on the terminal\n");
                   int pipe[2];
