@@ -71,6 +71,7 @@ inline void DeleteCriticalSection(CRITICAL_SECTION*) {}
 inline void EnterCriticalSection(CRITICAL_SECTION* section)
     VESKO_ACQUIRE(*section) VESKO_NO_THREAD_SAFETY {
     const std::uint32_t self = GetCurrentThreadId();
+    Detail::s_killShield.raise();
     if (section->owner.load(std::memory_order_relaxed) != self) {
         if (!section->word.takeIfFree()) section->word.takeSleeping(INFINITE);
         section->owner.store(self, std::memory_order_relaxed);
@@ -83,8 +84,12 @@ inline void EnterCriticalSection(CRITICAL_SECTION* section)
 inline bool TryEnterCriticalSection(CRITICAL_SECTION* section)
     VESKO_TRY_ACQUIRE(true, *section) VESKO_NO_THREAD_SAFETY {
     const std::uint32_t self = GetCurrentThreadId();
+    Detail::s_killShield.raise();
     if (section->owner.load(std::memory_order_relaxed) != self) {
-        if (!section->word.takeIfFree()) return false;
+        if (!section->word.takeIfFree()) {
+            if (Detail::s_killShield.lower()) Detail::endIfKilled();
+            return false;
+        }
         section->owner.store(self, std::memory_order_relaxed);
     }
     ++section->depth;
@@ -95,12 +100,14 @@ inline bool TryEnterCriticalSection(CRITICAL_SECTION* section)
 /// @pre the calling thread holds the section
 inline void LeaveCriticalSection(CRITICAL_SECTION* section)
     VESKO_RELEASE(*section) VESKO_NO_THREAD_SAFETY {
-    if (--section->depth != 0) return;
-    section->owner.store(0, std::memory_order_relaxed);
-    section->word.give();
+    if (--section->depth == 0) {
+        section->owner.store(0, std::memory_order_relaxed);
+        section->word.give();
+    }
+    if (Detail::s_killShield.lower()) Detail::endIfKilled();
 }
 
-/// An object that threads can wait for: a semaphore or a mutex.
+/// An object that threads can wait for: a semaphore, a mutex, an event, a thread or a process.
 ///
 /// It is counted: it lives until its handle is closed and every wait on it has ended.
 class Waitable;
@@ -135,6 +142,10 @@ bool ReleaseMutex(HANDLE handle);
 /// @return `WAIT_OBJECT_0`; `WAIT_ABANDONED` when the caller now owns a mutex whose last owner
 ///         ended; `WAIT_TIMEOUT`; `WAIT_FAILED` for a null handle
 std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliSeconds);
+
+/// Makes a further handle to the same object, to be closed by itself.
+/// @return null for a null handle
+HANDLE DuplicateHandle(HANDLE handle);
 
 /// Gives a handle back. Waits that run on the object go on.
 /// @return false for a null handle

@@ -232,6 +232,11 @@ std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliSeconds) {
     return handle->sleepingWait(milliSeconds);
 }
 
+HANDLE DuplicateHandle(HANDLE handle) {
+    if (handle != nullptr) handle->addRef();
+    return handle;
+}
+
 bool CloseHandle(HANDLE handle) {
     if (handle == nullptr) return false;
     handle->release();

@@ -13,7 +13,7 @@ public:
     Waitable(const Waitable&) = delete;
     Waitable& operator=(const Waitable&) = delete;
 
-    enum class Kind { semaphore, mutex };
+    enum class Kind { semaphore, mutex, event, thread, process };
     Kind kind() const { return m_kind; }
 
     /// Takes what the object has to give, without sleeping.
