@@ -2,6 +2,15 @@
 
 /// Everything of the library that stands in namespace `Tovra`.
 
+#include "vesko/component/client.h"
+#include "vesko/component/comptr.h"
+#include "vesko/component/factory.h"
+#include "vesko/component/helper.h"
+#include "vesko/component/objecttable.h"
+#include "vesko/component/registry.h"
+#include "vesko/component/selection.h"
+#include "vesko/component/serverinfo.h"
+#include "vesko/component/unknown.h"
 #include "vesko/memory/packet.h"
 #include "vesko/memory/packetmanager.h"
 #include "vesko/utils/crc.h"
@@ -13,6 +22,12 @@
 #include "vesko/vesko3/function.h"
 #include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/log.h"
+#include "vesko/vesko3/process.h"
 #include "vesko/vesko3/string.h"
+#include "vesko/vesko3/thread.h"
+#include "vesko/vesko3/threadlite.h"
+#include "vesko/vesko3/threadmanager.h"
 #include "vesko/vesko3/time.h"
+#include "vesko/vesko3/timer.h"
+#include "vesko/vesko3/timermanager.h"
 #include "vesko/vesko3/version.h"

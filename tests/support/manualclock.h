@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <vector>
@@ -10,12 +11,13 @@ namespace Tovra::Testing {
 
 /// Puts clocks that stand still in the place of the system's, as long as it lives; one at a time.
 ///
-/// The interval counter goes on from the real one. Setting the clock is written down, and happens
+/// The interval counter goes on from the real one, or from where an earlier object left it: the
+/// clocks on it never go back, so that they stand still afterwards until the real one has caught up. Setting the clock is written down, and happens
 /// to `local` alone.
 class ManualClock {
 public:
     ManualClock() : m_before(Platform::replaceClock(&table())) {
-        s_counter = Platform::s_systemClock.QueryPerformanceCounter();
+        s_counter = std::max(s_counter.load(), Platform::s_systemClock.QueryPerformanceCounter());
         s_local = s_utc = {2024, 3, 2, 5, 14, 7, 9, 250};
         s_bias = 0;
         s_refuses = false;

@@ -1,0 +1,439 @@
+#include "vesko/component/client.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "component/clientfactory.h"
+#include "component/clientinstancelist.h"
+#include "component/clientinternal.h"
+#include "component/unknowninternal.h"
+#include "support/capture.h"
+#include "support/manualclock.h"
+#include "vesko/vesko3/error.h"
+#include "vesko/vesko3/thread.h"
+
+namespace {
+
+using namespace Tovra::Component;
+using Helper = Detail::CComponentHelper;
+using Tovra::Testing::ManualClock;
+using Tovra::Testing::printed;
+using Tovra::Vesko::CTime;
+using Tovra::Vesko::getErrMsg;
+using Tovra::Vesko::getLastError;
+using Tovra::Vesko::setLastError;
+
+constexpr int wrongPassword = 0x10030007;
+
+// What the servers of these tests do, and what was asked of them.
+struct Server {
+    std::atomic<bool> letsIn{true};
+    std::atomic<bool> broken{false};
+    std::atomic<int> userId{7};
+    std::atomic<int> alive{0};
+    std::atomic<int> logins{0};
+    std::atomic<int> logouts{0};
+};
+Server s_server;
+
+class TestClient : public IClient {
+public:
+    TestClient() { ++s_server.alive; }
+    ~TestClient() override { --s_server.alive; }
+    void destroy() override { delete this; }
+    void* queryInterface(const char*) override { return nullptr; }
+    bool checkBroken() override { return s_server.broken; }
+    bool login() override {
+        ++s_server.logins;
+        if (!s_server.letsIn) setLastError(wrongPassword);
+        return s_server.letsIn;
+    }
+    bool logout() override {
+        ++s_server.logouts;
+        return true;
+    }
+    bool getUserID(int& id) override {
+        id = s_server.userId;
+        return true;
+    }
+};
+
+class ClientFactoryOf : public IClient::IFactory {
+public:
+    explicit ClientFactoryOf(const char* name) : m_name(name) { registerFactory(iid()); }
+    ~ClientFactoryOf() override { unregisterFactory(iid()); }
+    const char* clsid() override { return m_name; }
+    IClient* create(const ServerInfo&) override { return makesNone ? nullptr : new TestClient; }
+
+    bool makesNone = false;
+
+private:
+    const char* const m_name;
+};
+
+class PlainFactory : public IFactoryUnknown {
+public:
+    explicit PlainFactory(const char* name) : m_name(name) { registerFactory("camera"); }
+    ~PlainFactory() override { unregisterFactory("camera"); }
+    const char* clsid() override { return m_name; }
+
+private:
+    const char* const m_name;
+};
+
+// No client may be left when a test ends.
+class Client : public testing::Test {
+protected:
+    Client() {
+        s_server.letsIn = true;
+        s_server.broken = false;
+        s_server.userId = 7;
+        s_server.logins = s_server.logouts = 0;
+        info.address = "host";
+        info.userName = "user";
+    }
+    ~Client() override { EXPECT_EQ(s_server.alive, 0); }
+
+    IClient* get(const ClassID& clsid = "Remote.1") {
+        IClient* client = nullptr;
+        factory = Helper::getComponentFactory("camera", clsid, info, client);
+        return client;
+    }
+
+    ClientFactoryOf clients{"Remote"};
+    PlainFactory cameras{"Remote.1"};
+    ServerInfo info;
+    IFactoryUnknown* factory = nullptr;
+};
+
+std::string behindPrefix(const std::string& text) {
+    return text.substr(text.find(", ", text.find(" tid:")) + 2);
+}
+
+TEST_F(Client, IsSharedWhileLoggedInAndEndsWithItsLastUser) {
+    IClient* first = get();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(factory, &cameras);
+    EXPECT_EQ(getRefCount(first), 1);
+    EXPECT_EQ(IClient::getCurrentUserID(), 7);
+    std::thread([] { EXPECT_EQ(IClient::getCurrentUserID(), 0); }).join();
+    EXPECT_EQ(get(), first);
+    EXPECT_EQ(s_server.logins, 1);
+    s_server.broken = true;
+    EXPECT_EQ(get(), first);  // logged in anew, on the same object
+    EXPECT_EQ(s_server.logins, 2);
+    EXPECT_EQ(Helper::release(first), 2);
+    EXPECT_EQ(Helper::release(first), 1);
+    EXPECT_EQ(s_server.logouts, 0);
+    EXPECT_EQ(Helper::release(first), 0);
+    EXPECT_EQ(s_server.logouts, 1);
+}
+
+TEST_F(Client, WaitsFiveMinutesAfterAFailedLogIn) {
+    ManualClock clock;
+    s_server.letsIn = false;
+    CTime::getCurrentMilliSecond();
+    EXPECT_EQ(behindPrefix(printed(6, [&] { EXPECT_EQ(get(), nullptr); })),
+              "iid=camera could not been generated because log failed.\n");
+    EXPECT_EQ(getLastError(), wrongPassword);
+    EXPECT_STREQ(getErrMsg(getLastError()), "Component error: password not valid!");
+    EXPECT_EQ(behindPrefix(printed(6, [&] { EXPECT_EQ(get(), nullptr); })),
+              "iid=camera could not been got because log failed.\n");
+    EXPECT_EQ(s_server.alive, 1);  // the same object was tried again
+    EXPECT_EQ(s_server.logins, 2);
+    auto& list = *CClientInstanceList::instance();
+    clock.step(300'000'000'000);
+    list.removeIdleClientInstance(0);
+    EXPECT_EQ(s_server.alive, 1);
+    clock.step(2'000'000);
+    list.removeIdleClientInstance(0);
+    while (s_server.alive != 0) Tovra::Vesko::CThread::sleep(1);  // the timer may have been first
+    EXPECT_EQ(s_server.logouts, 1);
+}
+
+TEST_F(Client, GivesItsHoldBackWithTheFirstSuccess) {
+    s_server.letsIn = false;
+    EXPECT_EQ(get(), nullptr);
+    s_server.letsIn = true;
+    EXPECT_EQ(get("Remote.unknown"), nullptr);  // logged in, but there is no such class
+    EXPECT_EQ(getLastError(), 0x10030001);
+    EXPECT_EQ(s_server.alive, 1);
+    IClient* client = get();
+    ASSERT_NE(client, nullptr);
+    EXPECT_EQ(getRefCount(client), 1);
+    EXPECT_EQ(s_server.logins, 2);
+    Helper::release(client);
+}
+
+TEST_F(Client, FailsWithTheErrorOfTheStepThatFailed) {
+    IClient* client = nullptr;
+    const auto ask = [&](const char* iid, const char* clsid, const ServerInfo& server) {
+        setLastError(0);
+        EXPECT_EQ(Helper::getComponentFactory(iid, clsid, server, client), nullptr);
+        EXPECT_EQ(client, nullptr);
+        return getLastError();
+    };
+    EXPECT_EQ(ask("nothing", "Local", ServerInfo::none), 0x10030000);
+    EXPECT_EQ(ask("camera", "nothing", ServerInfo::none), 0x10030001);
+    EXPECT_EQ(ask("Client", "nothing", ServerInfo::none), 0x10030001);
+    const std::string text =
+        printed(2, [&] { EXPECT_EQ(ask("camera", "nothing.1", info), 0x10030002); });
+    EXPECT_EQ(behindPrefix(text),
+              "iid (camera) could not been got because clientInstance could not be created.\n");
+    clients.makesNone = true;
+    printed(2, [&] { EXPECT_EQ(ask("camera", "Remote.1", info), 0x10030003); });
+    clients.makesNone = false;
+    const ServerInfo copyOfNone = ServerInfo::none;  // a server with empty fields
+    EXPECT_NE(Helper::getComponentFactory("camera", "Remote.1", copyOfNone, client), nullptr);
+    ASSERT_NE(client, nullptr);
+    Helper::release(client);
+    cameras.unregisterFactory("camera");
+    EXPECT_EQ(ask("camera", "Remote.1", ServerInfo::none), 0);
+    clients.unregisterFactory("Client");
+    EXPECT_EQ(ask("Client", "Remote", ServerInfo::none), 0x10030001);
+}
+
+TEST_F(Client, IsFoundByItsUserInAnyState) {
+    IClient* client = nullptr;
+    EXPECT_EQ(Helper::getComponentFactory("camera", "Remote.1", 7, client), nullptr);
+    EXPECT_EQ(Helper::getComponentFactory("camera", "Remote.1", -1, client), &cameras);
+    EXPECT_EQ(client, nullptr);
+    IClient* mine = get();
+    s_server.broken = true;
+    EXPECT_EQ(Helper::getComponentFactory("camera", "Remote.1", 7, client), &cameras);
+    EXPECT_EQ(client, mine);
+    EXPECT_EQ(s_server.logins, 1);
+    EXPECT_EQ(getRefCount(mine), 2);
+    EXPECT_EQ(clients.instance(7), mine);
+    EXPECT_EQ(clients.instance(8), nullptr);
+    EXPECT_EQ(getRefCount(mine), 2);
+    Helper::release(client);
+    Helper::release(mine);
+}
+
+TEST_F(Client, OfItsOwnIsMadeByTheStandInOfAFactory) {
+    IClient* none = nullptr;
+    IFactoryUnknown* found = Helper::getComponentFactory("Client", "Remote", info, none);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(Helper::getComponentFactory("Client", "Remote", info, none), found);
+    auto* wrapper = dynamic_cast<IClient::IFactory*>(found);
+    ASSERT_NE(wrapper, nullptr);
+    EXPECT_STREQ(wrapper->clsid(), "Remote");
+    IClient* client = wrapper->create(info);
+    EXPECT_EQ(getRefCount(client), 1);
+    EXPECT_EQ(wrapper->create(info), client);
+    EXPECT_EQ(getRefCount(client), 2);
+    s_server.broken = true;
+    EXPECT_TRUE(clientUpdateBroken(client));
+    IClient* another = wrapper->create(info);  // a broken one is not shared
+    EXPECT_NE(another, client);
+    for (IClient* one : {client, client, another}) Helper::release(one);
+
+    ClientFactoryOf local("Local");
+    auto* localWrapper = dynamic_cast<IClient::IFactory*>(
+        Helper::getComponentFactory("Client", ClassID::local, info, none));
+    IClient* first = localWrapper->create(info);
+    IClient* second = localWrapper->create(info);
+    EXPECT_NE(first, second);
+    Helper::release(first);
+    Helper::release(second);
+}
+
+TEST_F(Client, IsToldApartByTheFieldsOfTheKey) {
+    struct Case {
+        const char* name;
+        void (*change)(ServerInfo&);
+        bool same;
+    };
+    constexpr Case cases[] = {
+        {"address", [](ServerInfo& s) { s.address = "x"; }, false},
+        {"port", [](ServerInfo& s) { s.port = 1; }, false},
+        {"userName", [](ServerInfo& s) { s.userName = "x"; }, false},
+        {"password", [](ServerInfo& s) { s.password = "x"; }, false},
+        {"text1", [](ServerInfo& s) { s.text1 = "x"; }, false},
+        {"flag1", [](ServerInfo& s) { s.flag1 = 1; }, false},
+        {"flag2", [](ServerInfo& s) { s.flag2 = 1; }, false},
+        {"text2", [](ServerInfo& s) { s.text2 = "x"; }, false},
+        {"text3", [](ServerInfo& s) { s.text3 = "x"; }, false},
+        {"text4", [](ServerInfo& s) { s.text4 = "x"; }, false},
+        {"number1", [](ServerInfo& s) { s.number1 = 1; }, false},
+        {"text6", [](ServerInfo& s) { s.text6 = "x"; }, false},
+        {"flag3", [](ServerInfo& s) { s.flag3 = 1; }, false},
+        {"number2", [](ServerInfo& s) { s.number2 = 1; }, false},
+        {"text7", [](ServerInfo& s) { s.text7 = "x"; }, false},
+        {"text8", [](ServerInfo& s) { s.text8 = "x"; }, false},
+        {"text5", [](ServerInfo& s) { s.text5 = "x"; }, true},
+        {"number3", [](ServerInfo& s) { s.number3 = 1; }, true},
+        {"text9", [](ServerInfo& s) { s.text9 = "x"; }, true},
+        {"reserved", [](ServerInfo& s) { s.reserved[0] = 1; }, true},
+        {"null as empty", [](ServerInfo& s) { s.text1 = ""; }, true},
+    };
+    IClient* client = get();
+    for (const auto& [name, change, same] : cases) {
+        SCOPED_TRACE(name);
+        ServerInfo other = info;
+        change(other);
+        EXPECT_EQ(clientIsSameAs(client, "Remote", other), same);
+    }
+    for (const auto& [clsid, same] : {std::pair("Remote.2", true),
+                                      {"Rem", true},
+                                      {"Rem.x", true},
+                                      {"Remotes", false},
+                                      {".", true}}) {
+        EXPECT_EQ(clientIsSameAs(client, clsid, info), same) << clsid;
+    }
+    Helper::release(client);
+}
+
+TEST_F(Client, TellsWhatItWasMadeWith) {
+    info.userName = nullptr;
+    info.number3 = 3;
+    info.text9 = "nine";
+    IClient* client = get();
+    ServerInfo told;
+    told.reserved[13] = 99;
+    EXPECT_EQ(behindPrefix(printed(3, [&] { EXPECT_TRUE(client->getServerInfo(told)); })),
+              "userName of client is a null string!\n");
+    EXPECT_STREQ(told.userName, "");
+    EXPECT_STREQ(told.address, "host");
+    EXPECT_STREQ(told.text9, "nine");
+    EXPECT_EQ(told.number3, 3);
+    EXPECT_EQ(told.reserved[13], 99U);
+    EXPECT_TRUE(client->saveUserName("anna"));
+    EXPECT_EQ(behindPrefix(printed(3, [&] { EXPECT_TRUE(client->saveUserName("bert")); })),
+              "username of client has already saved.\n");
+    client->getServerInfo(told);
+    EXPECT_STREQ(told.userName, "anna");
+    CTime time;
+    EXPECT_TRUE(client->getLoginTime(time));
+    EXPECT_LE(CTime::getCurrentTime() - time, 60);
+    EXPECT_FALSE(client->checkAuthorityString("x"));
+    EXPECT_EQ(getLastError(), 0x10030010);
+    EXPECT_STREQ(getErrMsg(0x10030010), "");
+    Helper::release(client);
+    EXPECT_FALSE(Helper::setAsCurrentUser(nullptr));
+}
+
+// Notes the order in which procedures run.
+struct Witness {
+    void note(void* data, ClassID, TComPtr<IClient> client, IClient::Status status, int reason) {
+        EXPECT_EQ(status, IClient::statusAborted);
+        calls.push_back(reason);
+        if (detaches) EXPECT_TRUE(client->detachStatusProc(procOf(0)));
+        if (data != nullptr) Helper::release(static_cast<IClient*>(data));
+    }
+    IClient::Proc procOf(unsigned int number) {
+        return number < 16 ? IClient::Proc(&Witness::note, this)
+                           : IClient::Proc(&Witness::note, this, number);
+    }
+    std::vector<int> calls;
+    bool detaches = false;
+};
+
+TEST_F(Client, TellsItsProceduresOfAnAbortInTheOrderOfTheirSlots) {
+    IClient* client = get();
+    Witness witnesses[9];
+    for (int i = 0; i < 8; ++i) EXPECT_TRUE(client->attachStatusProc(witnesses[i].procOf(0)));
+    EXPECT_FALSE(client->attachStatusProc(witnesses[0].procOf(0)));
+    EXPECT_FALSE(client->attachStatusProc(witnesses[8].procOf(0)));
+    EXPECT_FALSE(client->attachStatusProc({}));
+    EXPECT_FALSE(client->detachStatusProc({}));
+    EXPECT_TRUE(client->detachStatusProc(witnesses[3].procOf(0)));
+    EXPECT_FALSE(client->detachStatusProc(witnesses[3].procOf(0)));
+    EXPECT_TRUE(client->attachStatusProc(witnesses[8].procOf(0)));  // in the place of the third
+    witnesses[5].detaches = true;
+    EXPECT_TRUE(client->abort(4));
+    EXPECT_TRUE(client->abort(5));
+    EXPECT_EQ(s_server.logouts, 2);
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_EQ(witnesses[i].calls.size(), i == 3 ? 0U : i == 5 ? 1U : 2U) << i;
+    }
+    Helper::release(client);
+}
+
+TEST_F(Client, KnowsProceduresByTheirReuseNumbers) {
+    IClient* client = get();
+    Witness witness;
+    EXPECT_TRUE(client->attachStatusProc(witness.procOf(16)));
+    EXPECT_TRUE(client->attachStatusProc(witness.procOf(17)));
+    EXPECT_FALSE(client->attachStatusProc(witness.procOf(0xFFFFFFFF)));
+    client->abort(1);
+    EXPECT_EQ(witness.calls.size(), 2U);
+    EXPECT_TRUE(client->detachStatusProc(witness.procOf(0xFFFFFFFF)));  // both
+    EXPECT_FALSE(client->detachStatusProc(witness.procOf(16)));
+    Helper::release(client);
+}
+
+TEST_F(Client, SurvivesAnAbortInWhichItsLastUserLetsGo) {
+    IClient* client = get();
+    Witness witness;
+    client->attachStatusProc(witness.procOf(0));
+    client->setCustomData(client);
+    EXPECT_EQ(client->getCustomData(), client);
+    EXPECT_TRUE(client->abort(1));
+    EXPECT_EQ(s_server.alive, 0);
+}
+
+TEST_F(Client, IsSharedByManyThreadsThatComeAndGo) {
+    const auto use = [this] {
+        for (int i = 0; i < 300; ++i) {
+            IClient* client = nullptr;
+            ASSERT_NE(Helper::getComponentFactory("camera", "Remote.1", info, client), nullptr);
+            ASSERT_NE(client, nullptr);
+            int id = 0;
+            client->getUserID(id);
+            EXPECT_EQ(id, 7);
+            Helper::release(client);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(use);
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(Client, IsEitherEndedByTheIdleCheckOrGivenToALateRequest) {
+    ManualClock clock;
+    for (int round = 0; round < 100; ++round) {
+        s_server.letsIn = false;
+        printed(0, [&] { EXPECT_EQ(get(), nullptr); });
+        s_server.letsIn = true;
+        clock.step(301'000'000'000);
+        std::thread check([] { CClientInstanceList::instance()->removeIdleClientInstance(0); });
+        IClient* client = get();
+        check.join();
+        ASSERT_NE(client, nullptr);
+        Helper::release(client);
+        while (s_server.alive != 0) Tovra::Vesko::CThread::sleep(1);
+    }
+}
+
+TEST(ClassIDList, NamesTheClassesInTheOrderOfTheirBytes) {
+    {
+        const PlainFactory b("b");
+        const PlainFactory a("a");
+        const PlainFactory again("a");
+        const ClassIDList list("camera");
+        std::string names;
+        for (int i = 0; i < static_cast<int>(list.count()); ++i) names += list[i].c_str();
+        EXPECT_EQ(names.substr(names.size() - 2), "ab");
+        EXPECT_DEATH(list[static_cast<int>(list.count())], "index < m_internal->ids.size");
+    }
+    EXPECT_EQ(ClassIDList("nobody").count(), 0U);
+}
+
+TEST(ServerChallenge, OwnsItsTexts) {
+    ServerChallenge first;
+    first.challengeText3 = "three";
+    first.reserved[26] = 9;
+    ServerChallenge second(first);
+    first.challengeText3 = "other";
+    EXPECT_STREQ(second.challengeText3.c_str(), "three");
+    EXPECT_EQ(second.reserved[26], 9U);
+    EXPECT_EQ(sizeof(ServerChallenge), 5 * sizeof(void*) + 27 * 4 + 4);
+}
+
+}  // namespace
