@@ -23,6 +23,7 @@
 #include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/log.h"
 #include "vesko/vesko3/process.h"
+#include "vesko/vesko3/readwritemutex.h"
 #include "vesko/vesko3/string.h"
 #include "vesko/vesko3/thread.h"
 #include "vesko/vesko3/threadlite.h"

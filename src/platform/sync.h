@@ -137,6 +137,20 @@ HANDLE CreateMutexA();
 /// @return false, and nothing changes, when `handle` is no mutex or another thread owns it
 bool ReleaseMutex(HANDLE handle);
 
+/// Makes an event that nobody signalled. It stays signalled until it is reset, and then lets every
+/// wait through.
+/// @return null when memory is short
+HANDLE CreateEventA();
+
+/// Signals an event, and lets every thread through that waits at that moment, even when the event is
+/// reset before it runs.
+/// @return false when `handle` is no event
+bool SetEvent(HANDLE handle);
+
+/// Takes the signal back.
+/// @return false when `handle` is no event
+bool ResetEvent(HANDLE handle);
+
 /// Waits for an object: takes one count of a semaphore, or owns a mutex.
 /// @param milliSeconds 0 never blocks, `INFINITE` waits without limit
 /// @return `WAIT_OBJECT_0`; `WAIT_ABANDONED` when the caller now owns a mutex whose last owner

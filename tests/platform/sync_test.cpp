@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -79,6 +80,40 @@ TEST(OwnedMutex, WakesASleeperWhenItsOwnerEnds) {
     owner.join();
     CloseHandle(mutex);
     CloseHandle(owned);
+}
+
+TEST(Event, LetsEveryoneThroughUntilItIsReset) {
+    const HANDLE event = CreateEventA();
+    EXPECT_EQ(WaitForSingleObject(event, 10), WAIT_TIMEOUT);
+    EXPECT_TRUE(SetEvent(event));
+    EXPECT_TRUE(SetEvent(event));
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+    EXPECT_TRUE(ResetEvent(event));
+    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
+    const HANDLE semaphore = CreateSemaphoreA(0, 1);
+    EXPECT_FALSE(SetEvent(semaphore));
+    EXPECT_FALSE(ResetEvent(nullptr));
+    CloseHandle(semaphore);
+    CloseHandle(event);
+}
+
+TEST(Event, ReleasesItsWaitersEvenWhenItIsResetAtOnceAndClosed) {
+    const HANDLE event = CreateEventA();
+    std::atomic<int> released{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 3; ++i) {
+        waiters.emplace_back([&, own = DuplicateHandle(event)] {
+            released += WaitForSingleObject(own, 60'000) == WAIT_OBJECT_0 ? 1 : 0;
+            CloseHandle(own);
+        });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // most are asleep by now
+    SetEvent(event);
+    ResetEvent(event);
+    SetEvent(event);  // for one that came late
+    CloseHandle(event);
+    for (std::thread& waiter : waiters) waiter.join();
+    EXPECT_EQ(released, 3);
 }
 
 }  // namespace

@@ -76,6 +76,51 @@ private:
     const std::uint32_t m_maximumCount;
 };
 
+/// An event that stays signalled until it is reset.
+class Event final : public Waitable {
+public:
+    Event() : Waitable(Kind::event) {}
+
+    std::uint32_t tryWait() override {
+        const bool isSet = (m_state.load(std::memory_order_acquire) & signalled) != 0;
+        return isSet ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+    }
+
+    std::uint32_t sleepingWait(std::uint32_t milliSeconds) override {
+        const Deadline deadline(milliSeconds);
+        const std::uint32_t before = m_state.load(std::memory_order_acquire);
+        if ((before & signalled) != 0) return WAIT_OBJECT_0;
+        // Another number of signals lets this wait through, whatever became of the signal itself.
+        while (m_state.load(std::memory_order_acquire) == before) {
+            if (!futexWait(&m_state, before, deadline)) break;
+        }
+        return m_state.load(std::memory_order_acquire) != before ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+    }
+
+    void set() {
+        std::uint32_t state = m_state.load(std::memory_order_relaxed);
+        do {
+            if ((state & signalled) != 0) return;
+        } while (!m_state.compare_exchange_weak(state, (state + oneSignal) | signalled,
+                                                std::memory_order_release,
+                                                std::memory_order_relaxed));
+        futexWake(&m_state, INT32_MAX);
+    }
+
+    void reset() { m_state.fetch_and(~signalled, std::memory_order_relaxed); }
+
+private:
+    static constexpr std::uint32_t signalled = 1;
+    static constexpr std::uint32_t oneSignal = 2;
+
+    std::atomic<std::uint32_t> m_state{0};  // signalled or not, and above that the signals so far
+};
+
+Event* eventOf(HANDLE handle) {
+    if (handle == nullptr || handle->kind() != Waitable::Kind::event) return nullptr;
+    return static_cast<Event*>(handle);
+}
+
 /// A mutex with owner, count and abandonment.
 class OwnedMutex final : public Waitable {
 public:
@@ -215,6 +260,22 @@ HANDLE CreateSemaphoreA(std::int32_t initialCount, std::int32_t maximumCount) {
 bool ReleaseSemaphore(HANDLE handle, std::int32_t add) {
     if (handle == nullptr || handle->kind() != Waitable::Kind::semaphore || add < 1) return false;
     return static_cast<Semaphore*>(handle)->post(static_cast<std::uint32_t>(add));
+}
+
+HANDLE CreateEventA() { return new (std::nothrow) Event; }
+
+bool SetEvent(HANDLE handle) {
+    Event* event = eventOf(handle);
+    if (event == nullptr) return false;
+    event->set();
+    return true;
+}
+
+bool ResetEvent(HANDLE handle) {
+    Event* event = eventOf(handle);
+    if (event == nullptr) return false;
+    event->reset();
+    return true;
 }
 
 HANDLE CreateMutexA() { return new (std::nothrow) OwnedMutex; }
