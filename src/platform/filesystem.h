@@ -33,6 +33,9 @@ int _close(int descriptor);
 /// Turns a descriptor into a stream, which then owns it. On failure the descriptor stays open.
 std::FILE* _fdopen(int descriptor, const char* mode);
 
+/// @return the descriptor of a stream
+int _fileno(std::FILE* stream);
+
 /// Gives a stream a buffer of its own, full buffering. The buffer goes with `_fclose`.
 /// @return 0; otherwise memory is short, and the stream keeps the runtime library's own buffer
 int _setvbuf(std::FILE* stream, std::size_t sizeBytes);

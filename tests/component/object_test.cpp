@@ -149,7 +149,7 @@ TEST_F(Component, IsHeldByAPointerWithItsClient) {
     EXPECT_EQ(s_alive, 0);
 }
 
-int s_created = 0;
+std::atomic<int> s_created{0};
 IUnknown* createThing(const ServerInfo* info) {
     ++s_created;
     return new Thing(info != nullptr ? info->port : -1);
@@ -199,7 +199,7 @@ TEST_F(Component, IsOneInstanceForEachServerInTheRegistry) {
     Helper::release(local);
     for (IUnknown* object : {local, remote, own}) Helper::release(object);
 
-    const int before = s_created;
+    const int before = s_created.load();
     Helper::release(getComponentInstance("thing", nullptr));  // the record went with the object
     EXPECT_EQ(s_created, before + 1);
 }

@@ -104,6 +104,8 @@ int _fclose(std::FILE* stream) {
     return std::fclose(stream);  // writes the rest of the buffer, which is freed after it
 }
 
+int _fileno(std::FILE* stream) { return ::fileno(stream); }
+
 int _fseeki64(std::FILE* stream, std::int64_t offset, int whence) {
     return ::fseeko(stream, offset, whence);
 }
