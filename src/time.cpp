@@ -1,9 +1,11 @@
 #include "vesko/time.h"
 
 #include <ctime>
+#include <limits>
 #include <utility>
 
-#include "platform/thread.h"
+#include "vesko/vesko3/thread.h"
+#include "vesko3/calendar.h"
 #include "vesko3/datepattern.h"
 #include "vesko3/logmacros.h"
 
@@ -11,21 +13,15 @@
 constinit int CTime::m_dateFormat = 0;
 constinit bool CTime::m_12hour = false;
 constinit char CTime::m_dateSeparator = '-';
-constinit const CTime CTime::minTime(SystemTime{2000, 1, 1, 6, 0, 0, 0, -1});
-constinit const CTime CTime::maxTime(SystemTime{2038, 1, 1, 5, 0, 0, 0, -1});
+constinit const CTime CTime::minTime(Tovra::Vesko::Detail::firstDayOf(2000));
+constinit const CTime CTime::maxTime(Tovra::Vesko::Detail::firstDayOf(2038));
 
 namespace {
 
 using Current = Tovra::Vesko::CTime;
 namespace Detail = Tovra::Vesko::Detail;
 
-constexpr SystemTime emptyTime = {0, 0, 0, 0, 0, 0, 0, -1};
-
 constexpr char separators[] = {'.', '-', '/'};  // by the numbers of setFormat
-
-constexpr bool fitsTimeT(std::uint64_t time) {
-    return static_cast<std::uint64_t>(static_cast<std::time_t>(time)) == time;
-}
 
 Current::DateFormat orderOf(int dateFormat) {
     if (dateFormat == 0) return Current::ymd;
@@ -34,7 +30,7 @@ Current::DateFormat orderOf(int dateFormat) {
 
 }  // namespace
 
-CTime::CTime(std::uint64_t time) : SystemTime(emptyTime) { breakTime(time); }
+CTime::CTime(std::uint64_t time) : SystemTime(Detail::emptyTime) { breakTime(time); }
 
 CTime::CTime(int theYear, int theMonth, int theDay, int theHour, int theMinute, int theSecond)
     : SystemTime{theYear, theMonth, theDay, 0, theHour, theMinute, theSecond, -1} {
@@ -42,6 +38,11 @@ CTime::CTime(int theYear, int theMonth, int theDay, int theHour, int theMinute, 
 }
 
 std::uint64_t CTime::makeTime() const {
+    // Every other field together rolls a time over by less than this: what lies beyond is negative, or
+    // cannot be represented.
+    constexpr int earliestYear = -400'000'000;
+    constexpr int lowestMonth = std::numeric_limits<int>::min() + 1;
+    if (year < earliestYear || month < lowestMonth) return 0;
     std::tm fields{};
     fields.tm_year = year - 1900;
     fields.tm_mon = month - 1;
@@ -54,10 +55,13 @@ std::uint64_t CTime::makeTime() const {
 }
 
 void CTime::breakTime(std::uint64_t time) {
-    if (!fitsTimeT(time)) VESKO_DIRECT_OBJECT(logError, "CTime::breakTime overflowed!\n");
+    if (!Detail::fitsTimeT(time)) VESKO_DIRECT_OBJECT(logError, "CTime::breakTime overflowed!\n");
     const auto moment = static_cast<std::time_t>(time);
     std::tm fields{};
-    if (::localtime_r(&moment, &fields) == nullptr) return;  // a year beyond an int
+    constexpr int lastYear = std::numeric_limits<int>::max() - 1900;
+    if (::localtime_r(&moment, &fields) == nullptr || fields.tm_year > lastYear) {
+        return;  // a year beyond an int
+    }
     year = fields.tm_year + 1900;
     month = fields.tm_mon + 1;
     day = fields.tm_mday;
@@ -110,9 +114,7 @@ std::uint64_t CTime::getCurrentMilliSecond() { return Current::getCurrentMilliSe
 
 std::uint64_t CTime::getCurrentMicroSecond() { return Current::getCurrentMicroSecond(); }
 
-void CTime::sleep(int milliseconds) {
-    Tovra::Platform::Sleep(static_cast<std::uint32_t>(milliseconds));
-}
+void CTime::sleep(int milliseconds) { Tovra::Vesko::CThread::sleep(milliseconds); }
 
 void CTime::format(char* buf, const char* format) const {
     if (buf == nullptr) {
@@ -123,7 +125,8 @@ void CTime::format(char* buf, const char* format) const {
         VESKO_DIRECT_THREAD(logError, "format is NULL!!\n");
         return;
     }
-    Detail::writeDate(buf, *this, format, {orderOf(m_dateFormat), m_12hour, m_dateSeparator});
+    Detail::writeDate(buf, *this, format,
+                      {orderOf(m_dateFormat), m_12hour, false, m_dateSeparator});
 }
 
 void CTime::setFormat(std::string format) {

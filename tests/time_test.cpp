@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -61,7 +62,10 @@ TEST_F(LegacyTime, RollsOverWhatIsOutOfRange) {
                               {{2024, 13, 1, 24, 60, 60}, "2025-1-2 1:1:0 w4"},
                               {{2024, 3, 0, 0, 0, -1}, "2024-2-28 23:59:59 w3"},
                               {{2040, 2, 29, 1, 2, 3}, "2040-2-29 1:2:3 w3"},
-                              {{1969, 12, 31, 23, 59, 58}, "1970-1-1 0:0:0 w4"}};
+                              {{1969, 12, 31, 23, 59, 58}, "1970-1-1 0:0:0 w4"},
+                              {{INT_MIN, 1, 1, 0, 0, 0}, "1970-1-1 0:0:0 w4"},
+                              {{2024, INT_MIN, 1, 0, 0, 0}, "1970-1-1 0:0:0 w4"},
+                              {{INT_MAX, 13, 31, 0, 0, 0}, "2147483647-13-31 0:0:0 w0"}};
     for (const auto& [g, fields] : cases) {
         EXPECT_EQ(fieldsOf(CTime(g[0], g[1], g[2], g[3], g[4], g[5])), fields);
     }

@@ -68,7 +68,9 @@ public:
     bool operator>=(const CTime& other) const;
     bool operator<=(const CTime& other) const;
 
-    /// @return the local wall clock
+    /// @return the local wall clock; while daylight saving is on an hour ahead of it, because the
+    ///         fields are taken for standard time. It must not be handed back to `setCurrentTime`
+    ///         then, and every addition moves the fields another hour.
     static CTime getCurrentTime();
 
     /// Sets the system's clock, as `Tovra::Vesko::CTime::setCurrentTime` does.
@@ -78,12 +80,13 @@ public:
     static std::uint64_t getCurrentMilliSecond();
     static std::uint64_t getCurrentMicroSecond();
 
-    /// Blocks the calling thread.
+    /// Blocks the calling thread, as `Tovra::Vesko::CThread::sleep` does.
     static void sleep(int milliseconds);
 
     /// Writes the time as `Tovra::Vesko::CTime::format` does, always with the settings of this
     /// class.
-    /// @param buf    large enough for the result and its zero; null only logs a line
+    /// @param buf    room for 11 characters for each one of the pattern, and a zero; null only logs
+    ///               a line
     /// @param format a pattern; null only logs a line
     void format(char* buf, const char* format) const;
 

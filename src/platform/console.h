@@ -27,7 +27,8 @@ inline constexpr std::uint16_t FOREGROUND_BLUE = 1;
 inline constexpr std::uint16_t FOREGROUND_GREEN = 2;
 inline constexpr std::uint16_t FOREGROUND_RED = 4;
 
-/// Reads the attribute that text has now.
+/// Reads the attribute that text had before anything was coloured here: a terminal cannot be asked
+/// for the one it has now, and what one thread saves while another one prints must not be its colour.
 /// @return false, with `attributes` untouched, when the console is no terminal
 bool GetConsoleScreenBufferInfo(Console* console, std::uint16_t* attributes);
 

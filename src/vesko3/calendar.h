@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <ctime>
 
 #include "vesko/vesko3/time.h"
 
@@ -104,6 +105,20 @@ constexpr void breakSeconds(SystemTime& time, std::uint64_t seconds) {
     time.minute = rest / 60 % 60;
     time.second = rest % 60;
     time.wday = static_cast<std::int32_t>((days + 4) % 7);  // 1970 began on a Thursday
+}
+
+inline constexpr SystemTime emptyTime = {0, 0, 0, 0, 0, 0, 0, -1};
+
+/// @return the first moment of a year
+constexpr SystemTime firstDayOf(int year) {
+    SystemTime time = {year, 1, 1, 0, 0, 0, 0, -1};
+    time.wday = dayOfWeek(time);
+    return time;
+}
+
+/// @return true when the runtime library can tell this time
+constexpr bool fitsTimeT(std::uint64_t time) {
+    return static_cast<std::uint64_t>(static_cast<std::time_t>(time)) == time;
 }
 
 }  // namespace Tovra::Vesko::Detail

@@ -41,7 +41,7 @@ struct ClockHooks {
 };
 
 ClockHooks& hooks() {
-    static ClockHooks s_hooks;
+    static ClockHooks& s_hooks = *new ClockHooks;  // static objects may set the clock as they end
     return s_hooks;
 }
 
@@ -71,6 +71,7 @@ bool withinTolerance(const CTime& time, int tolerance) {
 }
 
 bool setLocalTime(const SystemTime& time, int milliSeconds) {
+    if (milliSeconds < 0 || milliSeconds > 999) return false;
     Platform::SYSTEMTIME fields{};
     fields.wYear = static_cast<std::uint16_t>(time.year);
     fields.wMonth = static_cast<std::uint16_t>(time.month);
@@ -133,7 +134,7 @@ double microSecondsOf(std::int64_t ticks, double microSecondsPerTick) {
 double microSecondsSinceLoad() {
     const Detail::ClockBase& base = Detail::s_clockBase;
     return microSecondsOf(Platform::QueryPerformanceCounter(), base.microSecondsPerTick) -
-           base.startMicroSeconds;
+           base.startMicroseconds;
 }
 
 // By way of the signed type: a negative value has no conversion of its own.
@@ -145,7 +146,7 @@ std::uint64_t truncated(double value) {
 
 Detail::ClockBase::ClockBase()
     : microSecondsPerTick(1000000.0 / static_cast<double>(Platform::QueryPerformanceFrequency())),
-      startMicroSeconds(microSecondsOf(Platform::QueryPerformanceCounter(), microSecondsPerTick)) {}
+      startMicroseconds(microSecondsOf(Platform::QueryPerformanceCounter(), microSecondsPerTick)) {}
 
 CTime CTime::getCurrentTime() { return normalised(fieldsOf(Platform::GetLocalTime())); }
 

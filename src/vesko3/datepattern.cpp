@@ -241,7 +241,7 @@ void writeDate(char* out, const SystemTime& time, std::string_view pattern,
     for (const char* at = pattern.data(); at != end;) {
         const Kind kind = kindOf(*at);
         if (kind == Kind::plain || kind == Kind::separator) {
-            const bool replaced = kind == Kind::separator && style.separator != '\0';
+            const bool replaced = kind == Kind::separator && !style.keepsSeparators;
             *out++ = replaced ? style.separator : *at;
             ++at;
             continue;

@@ -12,7 +12,8 @@ namespace Tovra::Vesko::Detail {
 struct alignas(8) DateStyle {
     CTime::DateFormat order = CTime::ymd;
     bool twelveHours = false;
-    char separator = '-';  // for each "-", "." and "/"; 0 leaves them as they stand
+    bool keepsSeparators = false;  // each "-", "." and "/" as it stands
+    char separator = '-';          // or this in its place
 };
 
 /// @return the order in which the first "y", "M" and "d" of a pattern stand, a missing one counting

@@ -11,7 +11,7 @@ struct ClockBase {
     ClockBase();  // reads the counter
 
     double microSecondsPerTick;  // a product costs less than a quotient, on each reading
-    double startMicroSeconds;
+    double startMicroseconds;
 };
 extern const ClockBase s_clockBase;
 

@@ -1,4 +1,3 @@
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -8,24 +7,25 @@
 #include "vesko/vesko3/log.h"
 #include "vesko3/logfile.h"
 #include "vesko3/modulefilter.h"
+#include "vesko3/printcore.h"
 
 namespace Tovra::Vesko {
 
 namespace {
 
+constexpr const char* s_usage[] = {
+    "logfilter command usage:\n",
+    "logfilter -loglevel [levelnum](0-no printlevel, 1-fatal, 2-error, 3-warn, 4-info, "
+    "5-trace, 6-debug): set log level\n",
+    "logfilter -logmodule [modulename] [on/off] #turn module's log on/off\n",
+    "logfilter -logmodule [on/off] #turn ALL module's log on/off\n",
+    "logfilter -logpath [logpath/] #logger module's log to logpath "
+    "or cancel logger(by set path to )\n",
+    "logfiter -logsize [logsize] #log file max size limited to logsize Kbytes\n",
+};
+
 void printUsage() {
-    std::printf("logfilter command usage:\n");
-    std::printf(
-        "logfilter -loglevel [levelnum](0-no printlevel, 1-fatal, 2-error, 3-warn, 4-info, "
-        "5-trace, "
-        "6-debug): set log level\n");
-    std::printf("logfilter -logmodule [modulename] [on/off] #turn module's log on/off\n");
-    std::printf("logfilter -logmodule [on/off] #turn ALL module's log on/off\n");
-    std::printf(
-        "logfilter -logpath [logpath/] #logger module's log to logpath or cancel logger(by set "
-        "path "
-        "to )\n");
-    std::printf("logfiter -logsize [logsize] #log file max size limited to logsize Kbytes\n");
+    for (const char* line : s_usage) std::fputs(line, stdout);
 }
 
 char lowerCase(char letter) {
@@ -54,7 +54,7 @@ int toNumber(const char* text) {
 void setLevel(const char* number) { setPrintLogLevel(toNumber(number)); }
 
 void setSizeLimit(const char* number) {
-    // The product is that of 32-bit integers, and wraps as theirs does.
+    // Wraps as the product of 32-bit integers does, so that a limit means the same on every platform.
     const auto product =
         static_cast<std::int32_t>(static_cast<std::uint32_t>(toNumber(number)) * 1024U);
     Detail::setLogFileLimit(product > 0 ? product : 0);
@@ -62,10 +62,7 @@ void setSizeLimit(const char* number) {
 
 template <unsigned char PrintOptions::*leftOut>
 void showElement(const char* value) {
-    PrintOptions options{};
-    getPrintOptions(&options);
-    options.*leftOut = isOn(value) ? 0 : 1;
-    setPrintOptions(options);
+    Detail::changePrintOption(leftOut, isOn(value) ? 0 : 1);
 }
 
 struct Command {

@@ -1,10 +1,8 @@
 #include "vesko3/logfile.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
-#include <limits>
 #include <string>
 
 #include "platform/filesystem.h"

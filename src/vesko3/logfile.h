@@ -9,7 +9,7 @@ void setLogFilePath(const char* path);
 void setLogFileLimit(int limitBytes);
 
 /// Appends a record to the log file, if there is one, and flushes it.
-/// @return 0, or -1 when the file could not be opened; the reason is on standard error
+/// @return 0, also when there is none; -1 when the file could not be opened; the reason is on standard error
 int writeLogFile(const char* text, int length);
 
 }  // namespace Tovra::Vesko::Detail

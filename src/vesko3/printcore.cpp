@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
@@ -237,12 +238,28 @@ void closeLine(std::uint32_t switches) {
     s_colorRestored.store(true, std::memory_order_relaxed);
 }
 
+/// Gives a caller its `errno` back: it may print between a call that failed and a look at why.
+class ErrnoKeeper {
+public:
+    ErrnoKeeper() : m_value(errno) {}
+    ~ErrnoKeeper() { restore(); }
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+    void restore() const { errno = m_value; }
+
+private:
+    const int m_value;
+};
+
 }  // namespace
 
 int Detail::printRecord(const Origin& origin, const char* format, va_list arguments) {
+    const ErrnoKeeper keeper;
     Record record;
     const std::uint32_t switches = s_switches.load(std::memory_order_relaxed);
     if (s_lineStart.load(std::memory_order_relaxed)) openLine(record, origin, switches);
+    keeper.restore();  // the message may print it
     record.appendFormat(format, arguments);
     emitRecord(record.text());
     s_lineStart.store(record.endsLine(), std::memory_order_relaxed);
@@ -255,6 +272,12 @@ void setPrintOptions(PrintOptions options) {
     CGuard guard(settings().optionsMutex);
     settings().options = options;
     s_switches.store(switchesOf(options), std::memory_order_relaxed);
+}
+
+void Detail::changePrintOption(unsigned char PrintOptions::*field, unsigned char value) {
+    CGuard guard(settings().optionsMutex);
+    settings().options.*field = value;
+    s_switches.store(switchesOf(settings().options), std::memory_order_relaxed);
 }
 
 int getPrintOptions(PrintOptions* options) {

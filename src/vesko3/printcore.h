@@ -3,6 +3,7 @@
 #include <cstdarg>
 
 #include "vesko/export.h"
+#include "vesko/vesko3/log.h"
 
 namespace Tovra::Vesko::Detail {
 
@@ -20,5 +21,8 @@ struct Origin {
 /// Builds a record, and sends it to every output.
 /// @return characters in the record
 int printRecord(const Origin& origin, const char* format, va_list arguments) VESKO_PRINTF(2, 0);
+
+/// Changes one of the options, whatever becomes of the others meanwhile.
+void changePrintOption(unsigned char PrintOptions::*field, unsigned char value);
 
 }  // namespace Tovra::Vesko::Detail

@@ -64,6 +64,7 @@ public:
         // A format that failed, or whose text is longer than a number can tell, leaves what it wrote.
         const std::size_t size =
             wanted >= 0 ? static_cast<std::size_t>(wanted) : ::strnlen(m_text + m_length, room());
+        if (wanted < 0 && size == room()) m_cut = true;
         advance(std::min(size, room()), size);
         m_text[m_length] = '\0';
     }

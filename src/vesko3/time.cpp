@@ -12,14 +12,6 @@ namespace Tovra::Vesko {
 
 namespace {
 
-constexpr SystemTime emptyTime = {0, 0, 0, 0, 0, 0, 0, -1};
-
-constexpr SystemTime firstDayOf(int year) {
-    SystemTime time = {year, 1, 1, 0, 0, 0, 0, -1};
-    time.wday = Detail::dayOfWeek(time);
-    return time;
-}
-
 constinit std::atomic<bool> s_useTimeZone{true};
 
 // Seconds that UTC is ahead of local time, as a number that is added modulo 2 to the power of 64.
@@ -28,22 +20,18 @@ std::uint64_t zoneOffset() {
     return static_cast<std::uint64_t>(std::int64_t{Platform::GetTimeZoneInformation().Bias} * 60);
 }
 
-constexpr bool fitsTimeT(std::uint64_t time) {
-    return static_cast<std::uint64_t>(static_cast<std::time_t>(time)) == time;
-}
-
 auto ordered(const SystemTime& time) {
     return std::tie(time.year, time.month, time.day, time.hour, time.minute, time.second);
 }
 
 }  // namespace
 
-constinit const CTime CTime::minTime{firstDayOf(2000)};
-constinit const CTime CTime::maxTime{firstDayOf(2038)};
+constinit const CTime CTime::minTime{Detail::firstDayOf(2000)};
+constinit const CTime CTime::maxTime{Detail::firstDayOf(2038)};
 
-CTime::CTime() : SystemTime(emptyTime) {}
+CTime::CTime() : SystemTime(Detail::emptyTime) {}
 
-CTime::CTime(std::uint64_t time) : SystemTime(emptyTime) { breakTime(time); }
+CTime::CTime(std::uint64_t time) : SystemTime(Detail::emptyTime) { breakTime(time); }
 
 CTime::CTime(int theYear, int theMonth, int theDay, int theHour, int theMinute, int theSecond)
     : SystemTime{theYear, theMonth, theDay, 0, theHour, theMinute, theSecond, -1} {
@@ -58,7 +46,7 @@ int CTime::disableTimezone() {
 std::uint64_t CTime::makeTime() const { return Detail::localSeconds(*this) + zoneOffset(); }
 
 void CTime::breakTime(std::uint64_t time) {
-    if (!fitsTimeT(time)) VESKO_DIRECT_OBJECT(logError, "CTime::breakTime overflowed!\n");
+    if (!Detail::fitsTimeT(time)) VESKO_DIRECT_OBJECT(logError, "CTime::breakTime overflowed!\n");
     Detail::breakSeconds(*this, time - zoneOffset());
 }
 

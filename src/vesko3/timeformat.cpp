@@ -44,7 +44,7 @@ void setPattern(std::string_view pattern) {
 // The settings, where the flags do not send to the pattern.
 Detail::DateStyle styleFor(std::string_view pattern, int flags) {
     Detail::DateStyle wanted = style();
-    if ((flags & CTime::formatSeparator) != 0) wanted.separator = '\0';
+    if ((flags & CTime::formatSeparator) != 0) wanted.keepsSeparators = true;
     if ((flags & CTime::formatDateOrder) != 0) wanted.order = dateOrderOf(pattern);
     if ((flags & CTime::formatHourMode) != 0) {
         wanted.twelveHours = Detail::asksForTwelveHours(pattern);

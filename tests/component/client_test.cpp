@@ -378,7 +378,7 @@ TEST_F(Client, SurvivesAnAbortInWhichItsLastUserLetsGo) {
     EXPECT_EQ(s_server.alive, 0);
 }
 
-TEST_F(Client, IsSharedByManyThreadsThatComeAndGo) {
+TEST_F(Client, IsSharedInAStormOfThreadsThatComeAndGo) {
     const auto use = [this] {
         for (int i = 0; i < 300; ++i) {
             IClient* client = nullptr;
@@ -395,7 +395,7 @@ TEST_F(Client, IsSharedByManyThreadsThatComeAndGo) {
     for (std::thread& thread : threads) thread.join();
 }
 
-TEST_F(Client, IsEitherEndedByTheIdleCheckOrGivenToALateRequest) {
+TEST_F(Client, IsEndedByTheIdleCheckOrGivenToALateRequestInAStorm) {
     ManualClock clock;
     for (int round = 0; round < 100; ++round) {
         s_server.letsIn = false;

@@ -108,7 +108,7 @@ TEST_F(Component, IsFoundInATableUntilItsLastRelease) {
     EXPECT_EQ(table.find(Key(1)), nullptr);
 }
 
-TEST_F(Component, IsNeverHandedOutByATableAsItEnds) {
+TEST_F(Component, IsNeverHandedOutByATableAsItEndsInAStorm) {
     Detail::CObjectTable table;
     const auto use = [&] {
         for (int i = 0; i < 5'000; ++i) {
@@ -214,7 +214,7 @@ TEST_F(Component, IsNullForANameThatNobodyKnows) {
     EXPECT_EQ(getLastError(), 7);
 }
 
-TEST_F(Component, IsNeverHandedOutByTheRegistryAsItEnds) {
+TEST_F(Component, IsNeverHandedOutByTheRegistryAsItEndsInAStorm) {
     printed(3, [] { registerComponent("busy", &createThing); });
     const auto use = [] {
         for (int i = 0; i < 5'000; ++i) {

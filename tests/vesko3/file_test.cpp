@@ -81,18 +81,18 @@ protected:
     std::string path(const char* name) { return directory.path() + "/" + name; }
     std::string hooked(const char* name) { return "hook:" + path(name); }
     void make(const char* name, const std::string& content) {
-        File file;
-        ASSERT_TRUE(file.open(path(name).c_str(), File::accessWrite));
+        File written;
+        ASSERT_TRUE(written.open(path(name).c_str(), File::accessWrite));
         std::string copy = content;
-        EXPECT_EQ(file.write(copy.data(), static_cast<unsigned int>(copy.size())),
+        EXPECT_EQ(written.write(copy.data(), static_cast<unsigned int>(copy.size())),
                   static_cast<long>(copy.size()));
     }
     std::string content(const char* name) {
-        File file;
-        const unsigned char* bytes = file.load(path(name).c_str());
+        File loaded;
+        const unsigned char* bytes = loaded.load(path(name).c_str());
         return bytes == nullptr ? ""
                                 : std::string(reinterpret_cast<const char*>(bytes),
-                                              static_cast<std::size_t>(file.getLength()));
+                                              static_cast<std::size_t>(loaded.getLength()));
     }
 
     TemporaryDirectory directory;
@@ -144,56 +144,56 @@ TYPED_TEST(Files, OpenInTheModeThatTheFlagsTell) {
 }
 
 TYPED_TEST(Files, AnswerAsToldWhileClosed) {
-    TypeParam& file = this->file;
+    TypeParam& f = this->file;
     io_vec piece{this->buffer, 1};
-    EXPECT_EQ(file.read(this->buffer, 1), -1);
-    EXPECT_EQ(file.write(this->buffer, 1), -1);
-    EXPECT_EQ(file.seek(1, TypeParam::seekBegin), 0);
-    EXPECT_EQ(file.getPosition(), 0);
-    EXPECT_EQ(file.getLength(), 0);
-    EXPECT_EQ(file.gets(this->buffer, 10), nullptr);
-    EXPECT_EQ(file.puts("x"), 0);
-    EXPECT_EQ(file.writev(&piece, 1), -1);
-    EXPECT_EQ(printed(3, [&] { EXPECT_FALSE(file.setvbuf(nullptr, TypeParam::modeNone, 0)); }),
+    EXPECT_EQ(f.read(this->buffer, 1), -1);
+    EXPECT_EQ(f.write(this->buffer, 1), -1);
+    EXPECT_EQ(f.seek(1, TypeParam::seekBegin), 0);
+    EXPECT_EQ(f.getPosition(), 0);
+    EXPECT_EQ(f.getLength(), 0);
+    EXPECT_EQ(f.gets(this->buffer, 10), nullptr);
+    EXPECT_EQ(f.puts("x"), 0);
+    EXPECT_EQ(f.writev(&piece, 1), -1);
+    EXPECT_EQ(printed(3, [&] { EXPECT_FALSE(f.setvbuf(nullptr, TypeParam::modeNone, 0)); }),
               "CFile::setvbuf failed, file has not been opened!\n");
-    EXPECT_FALSE(file.resv1() || file.resv2() || file.resv3() || file.resv4());
-    file.flush();
-    file.close();
-    file.unload();
+    EXPECT_FALSE(f.resv1() || f.resv2() || f.resv3() || f.resv4());
+    f.flush();
+    f.close();
+    f.unload();
 }
 
 TYPED_TEST(Files, KeepTheirOwnPositionAndLength) {
-    TypeParam& file = this->file;
-    ASSERT_TRUE(file.open(this->hooked("file").c_str(), 0x1002));
-    EXPECT_TRUE(file.setvbuf(nullptr, TypeParam::modeFull, 4096));
+    TypeParam& f = this->file;
+    ASSERT_TRUE(f.open(this->hooked("file").c_str(), 0x1002));
+    EXPECT_TRUE(f.setvbuf(nullptr, TypeParam::modeFull, 4096));
     char text[] = "line one\nline two\n";
-    EXPECT_EQ(file.write(text, 18), 18);
-    EXPECT_EQ(file.getPosition(), 18);
-    EXPECT_EQ(file.getLength(), 18);
+    EXPECT_EQ(f.write(text, 18), 18);
+    EXPECT_EQ(f.getPosition(), 18);
+    EXPECT_EQ(f.getLength(), 18);
     this->table.seeks = 0;
-    EXPECT_EQ(file.seek(18, TypeParam::seekBegin), 18);  // it is there already
-    EXPECT_EQ(file.seek(0, TypeParam::seekCurrent), 18);
+    EXPECT_EQ(f.seek(18, TypeParam::seekBegin), 18);  // it is there already
+    EXPECT_EQ(f.seek(0, TypeParam::seekCurrent), 18);
     EXPECT_EQ(this->table.seeks, 0);
-    EXPECT_EQ(file.seek(0, TypeParam::seekEnd), 18);
+    EXPECT_EQ(f.seek(0, TypeParam::seekEnd), 18);
     EXPECT_EQ(this->table.seeks, 1);
-    EXPECT_EQ(file.seek(-13, TypeParam::seekCurrent), 5);
-    EXPECT_STREQ(file.gets(this->buffer, 64), "one\n");
-    EXPECT_EQ(file.getPosition(), 9);
-    EXPECT_STREQ(file.gets(this->buffer, 5), "line");
+    EXPECT_EQ(f.seek(-13, TypeParam::seekCurrent), 5);
+    EXPECT_STREQ(f.gets(this->buffer, 64), "one\n");
+    EXPECT_EQ(f.getPosition(), 9);
+    EXPECT_STREQ(f.gets(this->buffer, 5), "line");
     this->table.isDead = true;
-    EXPECT_EQ(file.seek(2, TypeParam::seekBegin), 0);
-    EXPECT_EQ(file.getPosition(), 13);
+    EXPECT_EQ(f.seek(2, TypeParam::seekBegin), 0);
+    EXPECT_EQ(f.getPosition(), 13);
     this->table.isDead = false;
-    EXPECT_EQ(file.seek(16, TypeParam::seekBegin), 16);
-    EXPECT_GE(file.puts("wide\n"), 0);
-    EXPECT_EQ(file.getLength(), 21);
+    EXPECT_EQ(f.seek(16, TypeParam::seekBegin), 16);
+    EXPECT_GE(f.puts("wide\n"), 0);
+    EXPECT_EQ(f.getLength(), 21);
     io_vec pieces[] = {{text, 4}, {text, 4}};
-    EXPECT_EQ(file.writev(pieces, 2), 8);
-    EXPECT_EQ(file.getLength(), 29);
-    file.flush();  // the stream knows of none of that
-    EXPECT_EQ(file.getPosition(), 21);
-    EXPECT_EQ(file.getLength(), 29);  // and a length never shrinks
-    file.close();
+    EXPECT_EQ(f.writev(pieces, 2), 8);
+    EXPECT_EQ(f.getLength(), 29);
+    f.flush();  // the stream knows of none of that
+    EXPECT_EQ(f.getPosition(), 21);
+    EXPECT_EQ(f.getLength(), 29);  // and a length never shrinks
+    f.close();
     EXPECT_EQ(this->content("file"), "line one\nline twwide\n");
 }
 
@@ -215,26 +215,26 @@ TYPED_TEST(Files, ReportWhatTheyCouldNotReadOrWrite) {
 }
 
 TYPED_TEST(Files, LoadWholeFiles) {
-    TypeParam& file = this->file;
+    TypeParam& f = this->file;
     this->make("empty", "");
-    EXPECT_EQ(file.load(this->path("empty").c_str()), nullptr);
-    EXPECT_TRUE(file.isOpen());
-    EXPECT_EQ(file.load(this->path("missing").c_str()), nullptr);
+    EXPECT_EQ(f.load(this->path("empty").c_str()), nullptr);
+    EXPECT_TRUE(f.isOpen());
+    EXPECT_EQ(f.load(this->path("missing").c_str()), nullptr);
     this->make("file", "content");
-    const unsigned char* bytes = file.load(this->hooked("file").c_str());
+    const unsigned char* bytes = f.load(this->hooked("file").c_str());
     ASSERT_NE(bytes, nullptr);
     EXPECT_EQ(std::memcmp(bytes, "content", 7), 0);
     const std::size_t reads = this->table.reads.size();
-    EXPECT_EQ(file.load("anything"), bytes);
+    EXPECT_EQ(f.load("anything"), bytes);
     EXPECT_EQ(this->table.reads.size(), reads);
-    file.unload();
-    EXPECT_FALSE(file.isOpen());
+    f.unload();
+    EXPECT_FALSE(f.isOpen());
     this->table.isDead = true;
     const std::string text =
-        printed(3, [&] { EXPECT_EQ(file.load(this->hooked("file").c_str()), nullptr); });
+        printed(3, [&] { EXPECT_EQ(f.load(this->hooked("file").c_str()), nullptr); });
     EXPECT_NE(text.find("::load(): filename(" + this->hooked("file") + "), length(7), ret(0), "),
               std::string::npos);
-    EXPECT_FALSE(file.isOpen());
+    EXPECT_FALSE(f.isOpen());
 }
 
 TYPED_TEST(Files, WorkOnPathsThroughTheTableOfTheFirst) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <climits>
 #include <string>
 
@@ -49,6 +50,20 @@ TEST(Log, KeepsWhatAFailedFormatWrote) {
     EXPECT_NE(text.find("kept"), std::string::npos);
     EXPECT_EQ(static_cast<std::size_t>(length), text.size());
     records(3, [] { logWarn("\n"); });  // its line may have stayed open
+}
+
+TEST(Log, KeepsTheErrorNumberOfItsCaller) {
+    records(3, [] {
+        errno = ENOENT;
+        logWarn("x\n");  // asks whether standard output is a terminal, which it is not
+        EXPECT_EQ(errno, ENOENT);
+    });
+}
+
+TEST(LogMacros, NameTheirPlaceButNoModule) {
+    const std::string text = records(3, [] { VESKO_FILTERED(warn, "x\n"); });
+    EXPECT_NE(text.find("[Unknown] [ver:Unknown] warn log_test.cpp "), std::string::npos);
+    EXPECT_NE(text.find("TestBody " + std::to_string(__LINE__ - 2)), std::string::npos);
 }
 
 struct Speaker {

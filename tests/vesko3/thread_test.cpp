@@ -349,7 +349,7 @@ TEST(ThreadManager, ReportsWhoLetItsDeadlinePass) {
     }
     armed.pend();
     const auto entry = [](const char* name, int id) {
-        return name + ("(" + std::to_string(id) + ")").substr(0, 7);
+        return name + std::string("(").append(std::to_string(id)).append(")").substr(0, 7);
     };
     CString names("stale");
     EXPECT_TRUE(CThreadManager::instance()->getTimeOutThreads(names));

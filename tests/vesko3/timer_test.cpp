@@ -55,7 +55,8 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
             timer.stopAndWait();
             EXPECT_EQ(running, 0);  // no call is in flight any more
         }
-        void call(unsigned long turn) {
+        void call(unsigned long param) {
+            const auto turn = static_cast<unsigned int>(param);
             ++running;
             ++inside;
             if (turn % 3 == 0) timer.start({&Busy::call, this}, turn % 7, turn % 5, turn + 1, 0);
@@ -67,8 +68,8 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
         std::atomic<int> running{0};
         std::atomic<int>& inside;
     };
-    const auto storm = [&](unsigned long seed) {
-        for (unsigned long turn = seed; turn < seed + 150; ++turn) {
+    const auto storm = [&](unsigned int seed) {
+        for (unsigned int turn = seed; turn < seed + 150; ++turn) {
             Busy busy(inside);
             std::thread other([&] { busy.timer.start({&Busy::call, &busy}, 0, 1, turn, 5); });
             busy.timer.start({&Busy::call, &busy}, turn % 3, turn % 4, turn, 0);
@@ -78,7 +79,7 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
         }
     };
     std::vector<std::thread> threads;
-    for (unsigned long i = 0; i < 4; ++i) threads.emplace_back(storm, i * 1000);
+    for (unsigned int i = 0; i < 4; ++i) threads.emplace_back(storm, i * 1000);
     for (std::thread& thread : threads) thread.join();
     EXPECT_GT(inside, 0);
 }
@@ -262,7 +263,7 @@ TEST_F(Timer, ShowsAndReportsALongCall) {
     calls.mayEnd.post();
     waitUntilIdle();
     EXPECT_NE(dump().find("  10000      0/  1000 Idle\n"), std::string::npos);
-    calls.action = [this] { clock.step(5'000'000); };
+    calls.action = [this] { clock.step(5'500'000); };
     pass(9000);
     ASSERT_EQ(calls.began.pend(10'000), 0);
     waitUntilIdle();

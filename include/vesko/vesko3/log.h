@@ -45,8 +45,9 @@ VESKO_API int logFilter(int level, const char* module, const char* file, const c
 VESKO_API int logLibName(int level, const char* libName, const char* format, ...)
     VESKO_PRINTF(3, 4);
 
-/// Prints bytes at level 5, in rows of 16: address, hexadecimal digits, text. An empty line follows
-/// the first row and every 32nd row after it.
+/// Prints bytes at level 5, in rows of 16: address, hexadecimal digits, text. A record with an empty
+/// line follows the first row and every 32nd row after it. A row is made of several records: those of
+/// other threads may fall between.
 /// @param length bytes; 0 prints nothing
 VESKO_API void dumpHex(unsigned char* data, unsigned int length);
 
@@ -59,7 +60,8 @@ VESKO_API int getPrintLogLevel();
 /// What a record's header holds. Each field is a switch: zero is the default that its name denies.
 struct PrintOptions {
     unsigned char noTime;            // leave out the time of day
-    unsigned char noColor;           // do not change the colour of the terminal
+    unsigned char noColor;           // do not change the colour of the terminal; standard output
+                                     // that was found to be none is not looked at again
     unsigned char noModule;          // leave out the module
     unsigned char noLevel;           // leave out the level
     unsigned char noThread;          // leave out the thread id
@@ -82,6 +84,10 @@ VESKO_API void setPrintOptions(PrintOptions options);
 VESKO_API int getPrintOptions(PrintOptions* options);
 
 /// Hands every record to `printer`, in place of the debugger channel and standard output.
+///
+/// No lock is held while it runs. One that is replaced may still run, or get one more record, on
+/// another thread after the call: its object outlives that. It gets what it prints itself, too, so
+/// that it must not print for every record; the same holds for print procs.
 /// @param printer an empty delegate brings those back
 /// @return 0
 VESKO_API int setLogPrinter(TFunction1<void, const char*> printer);
@@ -100,9 +106,14 @@ VESKO_API bool detachPrint(TFunction1<bool, const char*> proc);
 /// "-loglevel N" sets the threshold. "-logmodule NAME on|off" lets records of a module pass or not;
 /// "-logmodule on|off" does so for all of `logFilter`. "-logtime", "-logthread", "-logversion" and
 /// "-logfunction", each with on|off, set options of the header. "-logpath FILE" names the log file;
-/// the empty name ends it. "-logsize N" limits it to N KiB: a file that has reached its limit is
-/// emptied before the next record, and without a limit it holds the latest record alone. No command,
-/// or "-h" alone, prints the usage. Anything else, and a command without its argument, does nothing.
+/// the empty name ends it. A file that is open stays in use until `logCleanup` or its limit. "-logsize
+/// N" limits it to N KiB: a file that has reached its limit is emptied before the next record, and
+/// without a limit it holds the latest record alone; the size of an existing file is asked for once.
+/// No command, or "-h" alone, prints the usage. Anything else, and a command without its argument,
+/// does nothing.
+///
+/// Any word but "on" turns off, for all modules any but "off" turns on, in letters of either case. To
+/// let one module pass again also ends "-logmodule off" for the others. A number that is none is 0.
 VESKO_API void setLogFilter(int argc, char* const argv[]);
 
 /// Closes the log file. The next record opens it again and counts on from its size.

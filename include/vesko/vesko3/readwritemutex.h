@@ -7,7 +7,7 @@ namespace Tovra::Vesko {
 struct RWMutexInternal;
 
 /// Whom a read-write lock serves first.
-enum RWPriority {
+enum RWPriority : int {
     priorityDefault = 0,  // cheap for readers; a writer spins until the readers inside have left
     priorityWriter = 1    // nobody spins; waiting writers go before new readers
 };

@@ -96,7 +96,8 @@ public:
     /// @return false for the main thread, and for one that no object of this class started
     static bool setCurrentTimeout(int milliSeconds);
 
-    /// Blocks the calling thread for at least so long.
+    /// Blocks the calling thread for at least so long; a negative time is taken as an unsigned one,
+    /// more than 24 days.
     static void sleep(int milliSeconds);
 
     /// Checks a wanted share of the processor; has no other effect on this platform.

@@ -116,7 +116,8 @@ public:
     /// nothing. Runs of "H" or "h", of "m" and of "s" write hour, minute and second, with a leading
     /// zero from two letters on. A run of "t" writes AM or PM, or, with 24 hours, takes the blanks
     /// before it away. "-", "." and "/" write the separator; anything else stands for itself.
-    /// @param buf   large enough for the result and its zero; null only logs a line
+    /// @param buf   room for 11 characters for each one of the pattern, and a zero; null only logs
+    ///              a line
     /// @param flags sum of `FormatFlags`
     /// @pre `format` is not null
     void format(char* buf, const char* format, int flags = 0) const;
@@ -148,7 +149,8 @@ public:
     static bool get12Hour();
     static char getSeparator();
 
-    /// @return the local wall clock, which jumps when the clock is set
+    /// @return the local wall clock, which jumps when the clock is set. While daylight saving is on
+    ///         its `makeTime` is an hour more than `getCurrentUTCtime`, since zones are fixed offsets.
     static CTime getCurrentTime();
 
     /// The same as `getCurrentTime`.
@@ -183,7 +185,7 @@ public:
     ///         the clock was not set. An error of this kind from an earlier call counts too.
     static bool setCurrentTimeEx(const CTime& time, int tolerance);
 
-    /// As `setCurrentTimeEx`, with milliseconds and through the hook for them.
+    /// As `setCurrentTimeEx`, with milliseconds (0 to 999) and through the hook for them.
     static bool setCurrentTime(const SystemTimeEx& time, int tolerance);
 
     /// Has `proc` called with the new time after each change of the clock by the default hooks, on

@@ -25,9 +25,6 @@ public:
         return isOne;
     }
 
-    // A terminal cannot be asked for its colour: this is what was set last.
-    std::atomic<std::uint16_t> attributes{0};
-
 private:
     std::atomic<bool> m_mayBeTerminal{true};
 };
@@ -64,13 +61,12 @@ Console* GetStdHandle(std::int32_t number) {
 
 bool GetConsoleScreenBufferInfo(Console* console, std::uint16_t* attributes) {
     if (!console->isTerminal()) return false;
-    *attributes = console->attributes.load(std::memory_order_relaxed);
+    *attributes = 0;
     return true;
 }
 
 bool SetConsoleTextAttribute(Console* console, std::uint16_t attributes) {
     if (!console->isTerminal()) return false;
-    console->attributes.store(attributes, std::memory_order_relaxed);
     constexpr char reset[] = "\x1b[0m";
     const char colour[] = {'\x1b', '[', '3', colourDigit(attributes), 'm'};
     return attributes == 0 ? writeAll(reset, sizeof(reset) - 1) : writeAll(colour, sizeof(colour));
