@@ -1,9 +1,13 @@
 #include "check.h"
 
+#include <cerrno>
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "crew.h"
 #include "inputfile.h"
 #include "interrupt.h"
 #include "journal.h"
@@ -24,8 +28,11 @@ struct Counts {
 /// One run over a manifest.
 class Check {
 public:
-    Check(const Options& options, FileDigester& digester, Report& report)
-        : m_options(options), m_digester(digester), m_report(report) {}
+    Check(const Options& options, Report& report)
+        : m_options(options),
+          m_report(report),
+          m_crew(std::make_unique<Crew>(
+              options, report, Tovra::Vesko::TFunction1<void, Item&>(&Check::settle, this))) {}
 
     void line(std::string_view text) {
         if (isIgnoredLine(text)) return;
@@ -36,25 +43,35 @@ public:
             return;
         }
         ++m_counts.wellFormed;
-        verify(*entry);
+        Item item;
+        item.path = entry->name;
+        item.algorithm = entry->algorithm;
+        item.expected = entry->digest;
+        m_crew->add(std::move(item));
+    }
+
+    bool mustStop() { return m_crew->mustStop(); }
+
+    /// Waits for the rest.
+    void finish() {
+        m_crew->drain();
+        Crew::dismiss(std::move(m_crew));
     }
 
     const Counts& counts() const { return m_counts; }
 
 private:
-    void verify(const ManifestEntry& entry) {
-        std::string hex;
-        const int error = m_digester.digest(entry.name, entry.algorithm, hex);
-        if (error != 0 && interrupted() != 0) return;
-        if (error != 0) {
+    void settle(Item& item) {
+        if (item.error == EINTR) return;  // left out by a stop
+        if (item.error != 0) {
             ++m_counts.unreadable;
-            m_report.failure(entry.name, error);
-            result(entry.name, "FAILED open or read");
-        } else if (hex != entry.digest) {
+            m_report.failure(item.path, item.error);
+            result(item.path, "FAILED open or read");
+        } else if (item.hex != item.expected) {
             ++m_counts.different;
-            result(entry.name, "FAILED");
+            result(item.path, "FAILED");
         } else if (!m_options.quiet) {
-            result(entry.name, "OK");
+            result(item.path, "OK");
         }
     }
 
@@ -66,8 +83,8 @@ private:
     }
 
     const Options& m_options;
-    FileDigester& m_digester;
     Report& m_report;
+    std::unique_ptr<Crew> m_crew;
     Counts m_counts;
 };
 
@@ -91,15 +108,14 @@ void warn(Report& report, const Counts& counts) {
 
 }  // namespace
 
-bool checkManifest(const Options& options, FileDigester& digester, Report& report) {
+bool checkManifest(const Options& options, Report& report) {
     const std::string& path = *options.manifest;
     const std::string_view name = path == "-" ? std::string_view("standard input") : path;
     InputFile manifest(path);
-    Check check(options, digester, report);
+    Check check(options, report);
     std::string line;
-    while (interrupted() == 0 && !report.outputIsBroken() && manifest.readLine(line)) {
-        check.line(line);
-    }
+    while (!check.mustStop() && manifest.readLine(line)) check.line(line);
+    check.finish();
     if (interrupted() == 0 && manifest.error() != 0) {
         report.failure(name, manifest.error());
         if (check.counts().wellFormed == 0) return true;

@@ -56,13 +56,19 @@ struct Crc32Sum {
     unsigned int crc = 0;
 };
 
+struct Reading {
+    unsigned int pieceBytes;
+    FileDigester::PieceProc piece;
+};
+
 template <class Sum>
-int digestWith(InputFile& file, CPacket& packet, unsigned int pieceBytes, std::string& hex) {
+int digestWith(InputFile& file, CPacket& packet, const Reading& reading, std::string& hex) {
     Sum sum;  // new for each file: an empty message starts no new digest in a used one
     do {
-        packet.resize(static_cast<unsigned int>(file.read(packet.getBuffer(), pieceBytes)));
+        packet.resize(static_cast<unsigned int>(file.read(packet.getBuffer(), reading.pieceBytes)));
+        reading.piece(packet.size());
         sum.update(packet.getBuffer(), packet.size());
-    } while (packet.size() == pieceBytes && interrupted() == 0);
+    } while (packet.size() == reading.pieceBytes && interrupted() == 0);
     if (interrupted() != 0) return EINTR;
     if (file.error() != 0) return file.error();
     hex.resize(Sum::hexDigits);
@@ -73,7 +79,7 @@ int digestWith(InputFile& file, CPacket& packet, unsigned int pieceBytes, std::s
 struct AlgorithmRow {
     Algorithm algorithm;
     std::size_t hexDigits;
-    int (*digest)(InputFile& file, CPacket& packet, unsigned int pieceBytes, std::string& hex);
+    int (*digest)(InputFile& file, CPacket& packet, const Reading& reading, std::string& hex);
 };
 
 template <class Sum>
@@ -86,14 +92,14 @@ constexpr AlgorithmRow s_algorithms[] = {rowOf<Md5Sum>(Algorithm::md5),
                                          rowOf<Sha1Sum>(Algorithm::sha1),
                                          rowOf<Crc32Sum>(Algorithm::crc32)};
 
-// One packet is all that is read into at a time: the rest of a larger budget stays untouched.
-unsigned int blockBytes(unsigned int budgetBytes) {
-    return std::min(std::bit_floor(budgetBytes), s_largestBlockBytes);
+// One packet is all that a reader fills at a time: the rest of a larger budget stays untouched.
+unsigned int blockBytes(unsigned int readerBytes) {
+    return std::min(std::bit_floor(readerBytes), s_largestBlockBytes);
 }
 
 // A block of the pool keeps the packet's record too: the packet asks for one chunk less.
-unsigned int packetBytes(unsigned int budgetBytes) {
-    return blockBytes(budgetBytes) - s_chunkBytes;
+unsigned int packetBytes(unsigned int readerBytes) {
+    return blockBytes(readerBytes) - s_chunkBytes;
 }
 
 unsigned int wholeStreamBuffers(unsigned int bytes) {
@@ -109,10 +115,10 @@ std::optional<Algorithm> algorithmOfLength(std::size_t hexDigits) {
     return std::nullopt;
 }
 
-bool limitMemory(unsigned int budgetBytes) {
+bool limitMemory(unsigned int readers, unsigned int readerBytes) {
     CPacketManager::PoolParameter pool;
     pool.chunkSize = s_chunkBytes;
-    pool.totalSize = blockBytes(budgetBytes);
+    pool.totalSize = blockBytes(readerBytes) * std::bit_ceil(readers);
     // The pool itself would end the process when its memory cannot be had.
     const std::unique_ptr<char[]> trial(new (std::nothrow) char[pool.totalSize + s_chunkBytes]);
     if (trial == nullptr) return false;
@@ -120,15 +126,17 @@ bool limitMemory(unsigned int budgetBytes) {
     return true;
 }
 
-FileDigester::FileDigester(unsigned int budgetBytes)
-    : m_packet(packetBytes(budgetBytes), 0), m_pieceBytes(wholeStreamBuffers(m_packet.size())) {}
+FileDigester::FileDigester(unsigned int readerBytes, PieceProc piece)
+    : m_piece(piece),
+      m_packet(packetBytes(readerBytes), 0),
+      m_pieceBytes(wholeStreamBuffers(m_packet.size())) {}
 
 int FileDigester::digest(const std::string& path, Algorithm algorithm, std::string& hex) {
     if (!m_packet.valid()) return ENOMEM;
     InputFile file(path);
     if (file.error() != 0) return file.error();
-    return s_algorithms[static_cast<std::size_t>(algorithm)].digest(file, m_packet, m_pieceBytes,
-                                                                    hex);
+    return s_algorithms[static_cast<std::size_t>(algorithm)].digest(file, m_packet,
+                                                                    {m_pieceBytes, m_piece}, hex);
 }
 
 }  // namespace TreeSum

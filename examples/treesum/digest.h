@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "vesko/memory/packet.h"
+#include "vesko/vesko3/function.h"
 
 namespace TreeSum {
 
@@ -16,8 +17,10 @@ std::optional<Algorithm> algorithmOfLength(std::size_t hexDigits);
 
 /// Gives the library's packets a pool of a fixed size, from which file contents take their room.
 /// Comes once, before the first `FileDigester`.
+/// @param readers     `FileDigester`s that there will be
+/// @param readerBytes share of the memory budget that each of them is told
 /// @return false when the system has not so much memory
-bool limitMemory(unsigned int budgetBytes);
+bool limitMemory(unsigned int readers, unsigned int readerBytes);
 
 /// Reads files in pieces of one packet and digests them.
 ///
@@ -25,9 +28,12 @@ bool limitMemory(unsigned int budgetBytes);
 /// Threads: an object belongs to one thread; several objects share the memory budget.
 class FileDigester {
 public:
+    using PieceProc = Tovra::Vesko::TFunction1<void, unsigned int>;
+
     /// Takes the packet from the pool.
-    /// @param budgetBytes what `limitMemory` was told
-    explicit FileDigester(unsigned int budgetBytes);
+    /// @param readerBytes what `limitMemory` was told
+    /// @param piece       told the bytes of each piece as it was read
+    FileDigester(unsigned int readerBytes, PieceProc piece);
 
     /// Digests one file.
     /// @param path "-" is standard input
@@ -36,6 +42,7 @@ public:
     int digest(const std::string& path, Algorithm algorithm, std::string& hex);
 
 private:
+    const PieceProc m_piece;
     Tovra::Memory::CPacket m_packet;
     unsigned int m_pieceBytes;  // of the packet's capacity, as much as is read at once
 };

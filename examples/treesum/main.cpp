@@ -20,13 +20,12 @@ namespace {
 enum ExitStatus { exitSuccess = 0, exitFailure = 1, exitUsage = 2 };
 
 void work(const Options& options, Report& report) {
-    if (!limitMemory(options.budgetBytes)) {
+    if (!limitMemory(options.crewSize(), options.workerBytes())) {
         report.failure("memory budget", ENOMEM);
         return;
     }
-    FileDigester digester(options.budgetBytes);
-    const bool complete = options.manifest ? checkManifest(options, digester, report)
-                                           : sumPaths(options, digester, report);
+    const bool complete =
+        options.manifest ? checkManifest(options, report) : sumPaths(options, report);
     if (!complete) report.complaint("interrupted; the rest was left out");
 }
 

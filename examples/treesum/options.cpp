@@ -1,11 +1,13 @@
 #include "options.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <system_error>
+#include <thread>
 
 namespace TreeSum {
 
@@ -24,8 +26,10 @@ With the PATH or FILE -, standard input is read.
       --crc32        CRC-32 of IEEE 802.3, lines of the same form
       --budget SIZE  most memory for file contents, 4K to 1024M (default 2M); a K or
                      M behind the number stands for 1024 or 1048576 bytes
+      --workers N    files read at a time, 1 to 64 (default: one for each processor)
+      --timeout S    tell when a read has taken so many seconds (default 30, 0 never)
       --check FILE   verify; without an algorithm the length of each checksum tells
-      --quiet        when verifying, do not print OK lines
+      --quiet        when verifying, do not print OK lines, nor how far the work is
       --log-level N  records up to this level on standard error: 0 none (the
                      default), 2 errors, 4 information, 5 each directory
       --log-file F   records to this file as well; alone it means level 4
@@ -39,6 +43,8 @@ was done is written out.)";
 
 constexpr std::uint64_t s_smallestBudgetBytes = 4 * 1024;
 constexpr std::uint64_t s_largestBudgetBytes = 1024 * 1024 * 1024;
+constexpr unsigned int s_mostWorkers = 64;
+constexpr unsigned int s_longestTimeoutSeconds = 86400;
 
 std::uint64_t unitBytes(std::string_view suffix) {
     if (suffix.empty()) return 1;
@@ -74,15 +80,28 @@ Complaint set(Options& options) {
     return {};
 }
 
+std::optional<unsigned int> parseNumber(std::string_view text) {
+    unsigned int number = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || rest != end) return std::nullopt;
+    return number;
+}
+
 template <std::optional<std::string> Options::*field>
 Complaint setNumber(Options& options, std::string_view value) {
-    unsigned int number = 0;
-    const char* end = value.data() + value.size();
-    const auto [rest, error] = std::from_chars(value.data(), end, number);
-    if (error != std::errc{} || rest != end) {
-        return std::string("not a number: ").append(value);
-    }
+    if (!parseNumber(value)) return std::string("not a number: ").append(value);
     options.*field = value;
+    return {};
+}
+
+Complaint setCount(unsigned int& field, std::string_view value, unsigned int least,
+                   unsigned int most, std::string_view range) {
+    const auto number = parseNumber(value);
+    if (!number || *number < least || *number > most) {
+        return std::string(range).append(", not '").append(value).append("'");
+    }
+    field = *number;
     return {};
 }
 
@@ -114,6 +133,15 @@ constexpr ValueRow s_valued[] = {
          if (o.manifest) return Complaint("one --check at a time");
          o.manifest = value;
          return Complaint();
+     }},
+    {"--workers",
+     [](Options& o, std::string_view value) {
+         return setCount(o.workers, value, 1, s_mostWorkers, "workers are 1 to 64");
+     }},
+    {"--timeout",
+     [](Options& o, std::string_view value) {
+         return setCount(o.timeoutSeconds, value, 0, s_longestTimeoutSeconds,
+                         "a time-out is 0 to 86400 seconds");
      }},
     {"--log-level", &setNumber<&Options::logLevel>},
     {"--log-file",
@@ -180,6 +208,19 @@ std::optional<Options> parseOptions(std::span<char* const> arguments, std::strin
     if (!complaint.empty()) return std::nullopt;
     return options;
 }
+
+std::vector<std::string> Options::roots() const {
+    return paths.empty() ? std::vector<std::string>{"."} : paths;
+}
+
+unsigned int Options::crewSize() const {
+    const unsigned int wanted =
+        workers != 0 ? workers : std::clamp(std::thread::hardware_concurrency(), 1U, s_mostWorkers);
+    return std::min(wanted,
+                    std::bit_floor(budgetBytes / static_cast<unsigned int>(s_smallestBudgetBytes)));
+}
+
+unsigned int Options::workerBytes() const { return budgetBytes / std::bit_ceil(crewSize()); }
 
 std::string_view helpText() { return s_help; }
 

@@ -9,6 +9,8 @@
 
 namespace TreeSum {
 
+using Tovra::Vesko::CGuard;
+
 namespace {
 
 // A name from a stranger's disk must neither break a line nor steer the terminal.
@@ -33,6 +35,8 @@ std::string shownName(std::string_view name) {
 
 void Report::result(std::string_view line) {
     if (m_outputIsBroken) return;
+    CGuard guard(m_mutex);
+    clearLine();
     // Buffered by the runtime library: by lines on a terminal, by blocks elsewhere.
     const bool written = std::fwrite(line.data(), 1, line.size(), stdout) == line.size();
     if (!written || std::fputc('\n', stdout) == EOF) outputFailed(errno);
@@ -48,10 +52,41 @@ void Report::failure(std::string_view name, std::string_view reason) {
 
 void Report::complaint(std::string_view text) {
     m_failed = true;
+    print(text);
+}
+
+void Report::stall(std::string_view worker, std::string_view path) {
+    std::string text(worker);
+    print(text.append(" does not move on: ").append(shownName(path)));
+}
+
+void Report::print(std::string_view text) {
+    {
+        CGuard guard(m_mutex);
+        clearLine();
+    }
     // First what came first: both streams may lead to one place.
     if (!m_outputIsBroken && std::fflush(stdout) != 0) outputFailed(errno);
     const std::string line = std::string("treesum: ").append(text).append("\n");
     std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void Report::showProgress(std::string_view line) {
+    const std::string text = std::string("\r").append(line).append("\x1b[K");
+    CGuard guard(m_mutex);
+    m_showsProgress = true;
+    std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+void Report::clearProgress() {
+    CGuard guard(m_mutex);
+    clearLine();
+}
+
+void Report::clearLine() {
+    if (!m_showsProgress) return;
+    m_showsProgress = false;
+    std::fputs("\r\x1b[K", stderr);
 }
 
 bool Report::finish() {

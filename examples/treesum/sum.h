@@ -1,6 +1,5 @@
 #pragma once
 
-#include "digest.h"
 #include "options.h"
 #include "report.h"
 
@@ -9,6 +8,6 @@ namespace TreeSum {
 /// Prints the checksums of all files that the options' paths lead to, until an interrupt comes or
 /// standard output fails.
 /// @return false when an interrupt cut it short
-bool sumPaths(const Options& options, FileDigester& digester, Report& report);
+bool sumPaths(const Options& options, Report& report);
 
 }  // namespace TreeSum

@@ -18,7 +18,8 @@ constexpr unsigned int s_onlyFilesAreLongerBytes = 4096;
 
 }  // namespace
 
-TreeWalk::TreeWalk(std::string root, Report& report) : m_report(report), m_path(std::move(root)) {
+TreeWalk::TreeWalk(std::string root, FailureProc failed)
+    : m_failed(failed), m_path(std::move(root)) {
     enterDirectory();
 }
 
@@ -28,6 +29,7 @@ bool TreeWalk::next() {
         m_waiting.pop_back();
         m_path.resize(entry.parentLength);
         m_path += entry.name;
+        m_sizeBytes = entry.sizeBytes;
         if (entry.isDirectory) {
             enterDirectory();
         } else if (isRegularFile(entry)) {
@@ -46,30 +48,30 @@ void TreeWalk::enterDirectory() {
     errno = 0;
     Tovra::Vesko::CFileFind search;
     if (!search.findFile((m_path + '*').c_str())) {
-        if (errno != 0) m_report.failure(directory, errno);
+        if (errno != 0) m_failed(directory, errno);
         return;
     }
     do {
         std::string name = search.getFileName();
         if (name != "." && name != "..") {
-            m_waiting.push_back({std::move(name), m_path.size(), search.isDirectory(),
-                                 search.getLength() >= s_onlyFilesAreLongerBytes});
+            m_waiting.push_back(
+                {std::move(name), m_path.size(), search.isDirectory(), search.getLength()});
         }
         errno = 0;
     } while (search.findNextFile());
     // An entry that went away while the directory was read leaves ENOENT behind, and is no failure.
-    if (errno != 0 && errno != ENOENT) m_report.failure(directory, errno);
+    if (errno != 0 && errno != ENOENT) m_failed(directory, errno);
 
     std::sort(m_waiting.begin() + static_cast<std::ptrdiff_t>(firstNew), m_waiting.end(),
               [](const Entry& a, const Entry& b) { return a.name > b.name; });
 }
 
 bool TreeWalk::isRegularFile(const Entry& entry) {
-    if (entry.isSurelyRegular) return true;
+    if (entry.sizeBytes >= s_onlyFilesAreLongerBytes) return true;
     std::error_code error;
     const auto type = std::filesystem::symlink_status(m_path, error).type();
     if (type == std::filesystem::file_type::none || type == std::filesystem::file_type::not_found) {
-        m_report.failure(m_path, error.value());
+        m_failed(m_path, error.value());
         return false;
     }
     return type == std::filesystem::file_type::regular;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "report.h"
+#include "vesko/vesko3/function.h"
 
 namespace TreeSum {
 
@@ -17,9 +17,11 @@ namespace TreeSum {
 /// Threads: an object belongs to one thread.
 class TreeWalk {
 public:
+    using FailureProc = Tovra::Vesko::TFunction2<void, const std::string&, int>;
+
     /// Starts at a directory, which may be a symbolic link to one.
-    /// @param report outlives the walk
-    TreeWalk(std::string root, Report& report);
+    /// @param failed told of each entry that cannot be read, with an `errno` value
+    TreeWalk(std::string root, FailureProc failed);
 
     /// Moves on to the next file.
     /// @return false at the end
@@ -28,19 +30,23 @@ public:
     /// The file that `next` found.
     const std::string& path() const { return m_path; }
 
+    /// Its size, modulo 4 GiB: enough to tell small files from large ones.
+    unsigned int sizeBytes() const { return m_sizeBytes; }
+
 private:
     struct Entry {
         std::string name;
         std::size_t parentLength;  // bytes of `m_path` that lead to its directory, with the '/'
         bool isDirectory;
-        bool isSurelyRegular;
+        unsigned int sizeBytes;
     };
 
     void enterDirectory();
     bool isRegularFile(const Entry& entry);
 
-    Report& m_report;
+    const FailureProc m_failed;
     std::string m_path;
+    unsigned int m_sizeBytes = 0;
     std::vector<Entry> m_waiting;  // the next one is the last
 };
 

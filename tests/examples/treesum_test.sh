@@ -214,6 +214,40 @@ it_stops_while_it_reads_when_interrupted() {
     done
 }
 
+it_gives_the_same_lines_whatever_the_number_of_workers() {
+    mkdir -p t/d
+    local i
+    for i in {1..200}; do head -c $((i * 997)) /dev/zero >"t/d/$i"; done
+    run --workers 1 t missing t/d/7 gone
+    local one=$out errors=$err
+    same "standard error" "treesum: missing: No such file or directory
+treesum: gone: No such file or directory" "$errors"
+    for i in 2 7 64; do
+        run --workers "$i" t missing t/d/7 gone
+        expect 1 "$one" "$errors"
+    done
+    run --workers 64 --budget 4K t missing t/d/7 gone # room for one
+    expect 1 "$one" "$errors"
+}
+
+it_tells_which_worker_does_not_move_on() {
+    mkfifo pipe
+    (exec 3>pipe && sleep 3) &
+    run --workers 1 --timeout 1 pipe
+    expect 0 "$(md5sum </dev/null | sed 's/-$/pipe/')" "treesum: worker 1 does not move on: pipe"
+}
+
+it_shows_its_progress_on_a_terminal_alone() {
+    command -v script >/dev/null || { echo "  no script(1) here: progress was not looked at"; return; }
+    mkfifo pipe
+    (exec 3>pipe && sleep 1) &
+    TERM=xterm script -qec "'$program' pipe" shown </dev/null >/dev/null
+    grep -q 'files, .* MiB/s' shown || same "a line of progress" yes no
+    (exec 3>pipe && sleep 1) &
+    run pipe
+    expect 0 "$(md5sum </dev/null | sed 's/-$/pipe/')" ""
+}
+
 it_keeps_a_budget_that_cannot_be_had_from_ending_it() {
     echo 1 >file
     local limited="$program"
@@ -333,6 +367,8 @@ it_refuses_a_wrong_command_line() {
     for size in 0 4095 3K 1025M 1G 5000000000 -1 K 4KK x 99999999999999999999; do
         rows+=("--budget $size:$budget '$size'")
     done
+    for size in 0 65 -1 x; do rows+=("--workers $size:workers are 1 to 64, not '$size'"); done
+    rows+=("--timeout 86401:a time-out is 0 to 86400 seconds, not '86401'")
     for row in "${rows[@]}"; do
         # shellcheck disable=SC2086 # words of their own
         run ${row%%:*}

@@ -27,8 +27,8 @@ TEST(Log, PrintsUpToTheThreshold) {
     for (const int threshold : {-5, 0, 1, 2, 3, 4, 5, 6, 7, 1000}) {
         for (int level = 1; level <= 6; ++level) {
             SCOPED_TRACE(testing::Message() << level << " under " << threshold);
-            const auto [print, globalPrint] = levelFunctions[level - 1];
-            EXPECT_EQ(print, globalPrint);
+            const auto print = levelFunctions[level - 1].first;
+            EXPECT_EQ(print, levelFunctions[level - 1].second);
             int lengths[2] = {-1, -1};
             const std::string text = printed(threshold, [&] {
                 lengths[0] = print("<%d>", 42);
