@@ -2,6 +2,7 @@
 #include <uv.h>
 
 #include <algorithm>
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
@@ -99,7 +100,7 @@ BENCHMARK(BM_TimerHandOff)->UseRealTime();
 void BM_SemaphorePingPong(benchmark::State& state) {
     CSemaphore asked;
     CSemaphore answered;
-    bool stops = false;
+    std::atomic<bool> stops{false};
     std::thread other([&] {
         for (asked.pend(); !stops; asked.pend()) answered.post();
     });

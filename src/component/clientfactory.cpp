@@ -41,7 +41,7 @@ WrapperTable& wrapperTable() {
 
 IClientFactoryWrap::IClientFactoryWrap(IFactoryUnknown* factory)
     : m_original(dynamic_cast<IClient::IFactory*>(factory)) {
-    VESKO_ASSERT(m_original != NULL);
+    VESKO_ASSERT(m_original != NULL);  // NOLINT(modernize-use-nullptr): the text is printed
 }
 
 const char* IClientFactoryWrap::clsid() { return m_original->clsid(); }
@@ -88,7 +88,7 @@ bool IClientFactoryWrap::isLocal() { return std::strcmp(clsid(), ClassID::local.
 namespace ClientFactory {
 
 int releaseClientObject(IClient* client) {
-    VESKO_ASSERT(client != NULL);
+    VESKO_ASSERT(client != NULL);  // NOLINT(modernize-use-nullptr): the text is printed
     return CClientInstanceList::instance()->releaseClientInstance(client);
 }
 

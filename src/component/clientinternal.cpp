@@ -50,11 +50,13 @@ ClientInternal::ClientInternal(const ClassID& clsid, const ServerInfo& info, boo
       explicitClient(isExplicit) {}
 
 ClientInternal& ClientInternal::of(const IClient* client) {
+    // NOLINTNEXTLINE(modernize-use-nullptr): the text is printed
     VESKO_ASSERT(client != NULL && client->m_internal != NULL);
     return *client->m_internal;
 }
 
 void ClientInternal::attachTo(IClient* client, ClientInternal* record) {
+    // NOLINTNEXTLINE(modernize-use-nullptr): the text is printed
     VESKO_ASSERT(client != NULL && client->m_internal == NULL);
     client->m_internal = record;
 }

@@ -11,14 +11,14 @@ int systemCall(const char* cmd) {
     if (cmd == nullptr) return 1;
     logDebug("systemcall command:%s\n", cmd);
 
-    char commandLine[260] = {};  // a copy, because the call below writes into it
+    char commandLine[260];  // a copy, because the call below writes into it
     const std::size_t length = std::strlen(cmd);
     if (length >= sizeof(commandLine)) {
         logError("systemCall's input parameter is too long, command : %s, line: %d \n", cmd,
                  __LINE__);
         return -1;
     }
-    std::memcpy(commandLine, cmd, length);
+    std::memcpy(commandLine, cmd, length + 1);
 
     Platform::PROCESS_INFORMATION child{};
     if (!Platform::CreateProcessA(commandLine, child)) {

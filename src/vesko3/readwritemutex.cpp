@@ -79,9 +79,9 @@ RWMutexInternal::RWMutexInternal(RWPriority mode) : priority(mode) {
     Platform::InitializeCriticalSection(&stateLock);
     if (priority != priorityWriter) return;
     hReadyToRead_ = Platform::CreateEventA();
-    VESKO_ASSERT(hReadyToRead_ != NULL);
+    VESKO_ASSERT(hReadyToRead_ != NULL);  // NOLINT(modernize-use-nullptr): the text is printed
     hReadyToWrite_ = Platform::CreateSemaphoreA(0, 1);
-    VESKO_ASSERT(hReadyToWrite_ != NULL);
+    VESKO_ASSERT(hReadyToWrite_ != NULL);  // NOLINT(modernize-use-nullptr): the text is printed
 }
 
 RWMutexInternal::~RWMutexInternal() {

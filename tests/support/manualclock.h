@@ -12,8 +12,8 @@ namespace Tovra::Testing {
 /// Puts clocks that stand still in the place of the system's, as long as it lives; one at a time.
 ///
 /// The interval counter goes on from the real one, or from where an earlier object left it: the
-/// clocks on it never go back, so that they stand still afterwards until the real one has caught up. Setting the clock is written down, and happens
-/// to `local` alone.
+/// clocks on it never go back, so that they stand still afterwards until the real one has caught up.
+/// Setting the clock is written down, and happens to `local` alone.
 class ManualClock {
 public:
     ManualClock() : m_before(Platform::replaceClock(&table())) {

@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::string_view s_blanks = " \t\n";
 
-bool isIn(std::string_view set, char letter) { return set.find(letter) != set.npos; }
+bool isIn(std::string_view set, char letter) { return set.find(letter) != std::string_view::npos; }
 
 // A backslash before any other character stands for itself.
 bool isEscapable(char letter, char quote) {

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
 #include <new>
 
 #include "platform/posix/futex.h"
@@ -80,7 +81,7 @@ public:
         if (s_current != nullptr) m_priority = std::min(s_current->m_priority.load(), 0);
     }
 
-    // Gives the reason of a failure, 0 when the thread runs.
+    // Gives the reason of a failure, 0 when the thread runs. One that does not run is just deleted.
     int start(std::size_t stackSize) {
         pthread_attr_t attributes;
         if (const int error = ::pthread_attr_init(&attributes)) return error;
@@ -88,10 +89,9 @@ public:
         if (error == 0 && stackSize != 0) {
             error = ::pthread_attr_setstacksize(&attributes, possibleStackSize(stackSize));
         }
-        pthread_t ignored;  // the thread tells its own, so that it is known before anyone asks
         addRef();           // the thread's own reference
+        pthread_t ignored;  // the thread tells its own, so that it is known before anyone asks
         if (error == 0) error = ::pthread_create(&ignored, &attributes, &run, this);
-        if (error != 0) release();
         ::pthread_attr_destroy(&attributes);
         return error;
     }
@@ -302,10 +302,9 @@ void Sleep(std::uint32_t milliSeconds) {
 }
 
 HANDLE _beginthreadex(std::size_t stackSize, std::uint32_t (*entry)(void*), void* argument) {
-    auto* thread = new (std::nothrow) StartedThread(entry, argument);
+    std::unique_ptr<StartedThread> thread(new (std::nothrow) StartedThread(entry, argument));
     const int error = thread != nullptr ? thread->start(stackSize) : ENOMEM;
-    if (error == 0) return thread;
-    if (thread != nullptr) thread->release();
+    if (error == 0) return thread.release();
     errno = error;
     return nullptr;
 }
