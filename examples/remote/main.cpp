@@ -2,6 +2,7 @@
 //
 // usage: remote SERVER_PROGRAM. Each step says what happened; the exit status says whether all did.
 
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -107,5 +108,6 @@ int main(int argc, char** argv) {
         std::fputs("usage: remote SERVER_PROGRAM\n", argc == 2 ? stdout : stderr);
         return argc == 2 && std::string(argv[1]) == "--help" ? 0 : 2;
     }
+    std::signal(SIGPIPE, SIG_IGN);  // a server that ends before it has read its password
     return Remote::run(argv[1]);
 }

@@ -22,7 +22,8 @@ struct SYSTEMTIME {
     std::uint16_t wMilliseconds;
 };
 
-/// The zone of local time.
+/// The zone of local time. Standard time is what the zone's own data calls so: in the few zones that
+/// set their clocks back in winter, such as Dublin's, it is that of summer.
 struct TIME_ZONE_INFORMATION {
     std::int32_t Bias;  // minutes that UTC is ahead of local standard time
 };

@@ -90,7 +90,9 @@ TEST(Assertion, FlushesTheOutputForItsRecordAloneAndRunsNoExitHandler) {
     const std::string told = "assertion \\(e\\) failed in f: g\\(7\\)\n";
     EXPECT_EXIT(failUnder(4), testing::KilledBySignal(SIGABRT),
                 told + "flushed .*custom_abort, line : [0-9]+\n$");
+#if !defined(__SANITIZE_THREAD__)  // whose own abort flushes every stream
     EXPECT_EXIT(failUnder(3), testing::KilledBySignal(SIGABRT), told + "$");
+#endif
 }
 
 }  // namespace
