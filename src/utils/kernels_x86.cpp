@@ -1,4 +1,5 @@
 #include "platform/processor.h"
+#include "utils/aes/aeskernels.h"
 #include "utils/crckernels.h"
 #include "utils/sha1kernels.h"
 
@@ -9,6 +10,8 @@ namespace {
 using Platform::HasCarrylessMultiply;
 using Platform::HasShaInstructions;
 
+constexpr Kernel<AesBlocks> s_aesEncryptKernels[] = {{"portable", nullptr, aesEncryptPortable}};
+constexpr Kernel<AesBlocks> s_aesDecryptKernels[] = {{"portable", nullptr, aesDecryptPortable}};
 constexpr Kernel<Sha1Blocks> s_sha1Kernels[] = {
     {"sha", HasShaInstructions, sha1BlocksX86},
     {"portable", nullptr, sha1BlocksPortable},
@@ -24,6 +27,8 @@ constexpr Kernel<CrcRun> s_crc32Kernels[] = {
 
 }  // namespace
 
+std::span<const Kernel<AesBlocks>> aesEncryptKernels() { return s_aesEncryptKernels; }
+std::span<const Kernel<AesBlocks>> aesDecryptKernels() { return s_aesDecryptKernels; }
 std::span<const Kernel<Sha1Blocks>> sha1Kernels() { return s_sha1Kernels; }
 std::span<const Kernel<CrcRun>> crc16Kernels() { return s_crc16Kernels; }
 std::span<const Kernel<CrcRun>> crc32Kernels() { return s_crc32Kernels; }
