@@ -4,9 +4,11 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "vesko/component/client.h"
+#include "vesko/vesko3/locks.h"
 
 namespace {
 
@@ -57,17 +59,32 @@ public:
     void* queryInterface(const char*) override { return nullptr; }
 };
 
+// Keeps the process at two threads: with one alone the peer counts without atomic operations.
+class Bystander {
+public:
+    ~Bystander() {
+        m_mayEnd.post();
+        m_thread.join();
+    }
+
+private:
+    Tovra::Vesko::CSemaphore m_mayEnd;
+    std::thread m_thread{[this] { m_mayEnd.pend(); }};
+};
+
 void BM_AddRefRelease(benchmark::State& state) {
+    const Bystander bystander;
     IUnknown* thing = new Thing;
     for (auto _ : state) {
-        thing->addRef();
-        thing->release();
+        Helper::addRef(thing);
+        Helper::release(thing);
     }
-    thing->release();
+    Helper::release(thing);
 }
 BENCHMARK(BM_AddRefRelease);
 
 void BM_SharedPtrCopy(benchmark::State& state) {
+    const Bystander bystander;
     const auto pointer = std::make_shared<int>(1);
     for (auto _ : state) {
         std::shared_ptr<int> copy(pointer);

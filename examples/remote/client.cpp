@@ -1,6 +1,7 @@
 // The client class "RemoteServer" and the service that is reached through it: a library of its own,
 // whose classes are registered as it is loaded.
 
+#include <atomic>
 #include <cstdlib>
 
 #include "frame.h"
@@ -59,8 +60,7 @@ public:
     }
 
     bool getUserID(int& id) override {
-        CGuard guard(m_mutex);
-        id = m_userId;
+        id = m_userId;  // no lock: the framework asks under locks of its own
         return true;
     }
 
@@ -77,7 +77,7 @@ public:
 private:
     Tovra::Vesko::CMutex m_mutex;
     Socket m_socket VESKO_GUARDED_BY(m_mutex);
-    int m_userId VESKO_GUARDED_BY(m_mutex) = -1;
+    std::atomic<int> m_userId{-1};
 };
 
 class ClientFactory : public IClient::IFactory {

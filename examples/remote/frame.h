@@ -24,7 +24,7 @@ struct Frame {
 };
 
 inline constexpr std::uint32_t largestFrameBytes = 65536;
-inline constexpr int frameMilliSeconds = 2000;  // for one frame, from its first byte on
+inline constexpr int frameMilliSeconds = 2000;  // for the head of a frame, and for its payload
 
 /// @return false when the peer did not take it in time
 bool sendFrame(Socket& socket, const Frame& frame);

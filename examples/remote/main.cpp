@@ -33,8 +33,8 @@ TComPtr<IService> serviceOf(const ServerInfo& server) {
     IClient* client = nullptr;
     auto* factory = static_cast<IServiceFactory*>(
         Helper::getComponentFactory(serviceInterface, serviceClass, server, client));
-    if (factory == nullptr) return {};
-    return TComPtr<IService>(factory->create(*client), client);
+    // The two belong together from here on; a class that was unregistered leaves a client alone.
+    return TComPtr<IService>(factory != nullptr ? factory->create(*client) : nullptr, client);
 }
 
 bool serves(const TComPtr<IService>& service) {

@@ -39,7 +39,11 @@ int millisecondsUntil(Clock::time_point deadline) {
 
 bool waitFor(int descriptor, short events, int milliSeconds) {
     pollfd wanted{descriptor, events, 0};
-    return ::poll(&wanted, 1, milliSeconds) == 1;
+    int ready = 0;
+    do {
+        ready = ::poll(&wanted, 1, milliSeconds);
+    } while (ready < 0 && errno == EINTR);
+    return ready == 1;
 }
 
 int newDescriptor() { return ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0); }
@@ -107,7 +111,10 @@ Socket Socket::connectTo(std::uint16_t port) {
 
 Socket Socket::accept(int milliSeconds) {
     if (!waitReadable(milliSeconds)) return Socket();
-    return Socket(::accept4(m_descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    Socket peer(::accept4(m_descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    // Without a free descriptor the peer goes on waiting, and so must the caller.
+    if (peer.isEmpty()) ::poll(nullptr, 0, milliSeconds);
+    return peer;
 }
 
 std::uint16_t Socket::port() const {

@@ -31,7 +31,7 @@ IClient::IFactory::~IFactory() = default;
 const char* IClient::IFactory::iid() { return "Client"; }
 
 IClient* IClient::IFactory::instance(int userId) {
-    return CClientInstanceList::instance()->findClientInstance(ClassID(clsid()), userId);
+    return CClientInstanceList::findClientInstance(ClassID(clsid()), userId);
 }
 
 IClient::IClient() : m_internal(nullptr) {}

@@ -55,11 +55,11 @@ IClient* IClientFactoryWrap::createAndMake(const ServerInfo& info) {
 }
 
 IClient* IClientFactoryWrap::shareOrMake(const ServerInfo& info, Kind kind) {
-    CClientInstanceList& list = *CClientInstanceList::instance();
     CRecursiveGuard guard(clientCreateMutex());
     const bool local = isLocal();
     if (!local) {
-        if (IClient* client = list.shareClientInstance(ClassID(clsid()), info)) return client;
+        if (IClient* client = CClientInstanceList::shareClientInstance(ClassID(clsid()), info))
+            return client;
     }
     IClient* client = m_original->create(info);
     if (client == nullptr) return nullptr;
@@ -72,13 +72,14 @@ IClient* IClientFactoryWrap::shareOrMake(const ServerInfo& info, Kind kind) {
         CComponentHelper::addRef(client);  // the list's hold
     }
     // Client code ran meanwhile, and may have come back here.
-    const IClient* other = local ? nullptr : list.findClientInstance(ClassID(clsid()), info);
+    const IClient* other =
+        local ? nullptr : CClientInstanceList::findClientInstance(ClassID(clsid()), info);
     if (other != nullptr) {
         VESKO_FILTERED_OBJECT(
             error, "remote client instance %p has been in CClientInstanceList already.\n",
             static_cast<const void*>(other));
     }
-    list.addClientInstance(client);
+    CClientInstanceList::addClientInstance(client);
     CComponentHelper::setAsCurrentUser(client);
     return client;
 }
@@ -89,15 +90,15 @@ namespace ClientFactory {
 
 int releaseClientObject(IClient* client) {
     VESKO_ASSERT(client != NULL);  // NOLINT(modernize-use-nullptr): the text is printed
-    return CClientInstanceList::instance()->releaseClientInstance(client);
+    return CClientInstanceList::releaseClientInstance(client);
 }
 
 IClient* getClientInstance(const ClassID& clsid, const ServerInfo& info) {
-    return CClientInstanceList::instance()->getClientInstance(clsid, info);
+    return CClientInstanceList::getClientInstance(clsid, info);
 }
 
 IClient* getClientInstance(const ClassID& clsid, int userId) {
-    return CClientInstanceList::instance()->getClientInstance(clsid, userId);
+    return CClientInstanceList::getClientInstance(clsid, userId);
 }
 
 IClient* createClientInstance(const ClassID& clsid, const ServerInfo& info) {

@@ -1,6 +1,7 @@
 #include "component/clientinstancelist.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "component/clientinternal.h"
 #include "component/unknowninternal.h"
@@ -11,6 +12,8 @@ namespace Tovra::Component {
 using Vesko::CRecursiveGuard;
 
 namespace {
+
+constinit std::atomic<bool> s_isOver{false};  // there is no check any more
 
 void end(IClient* client) {
     client->logout();
@@ -37,26 +40,31 @@ CClientInstanceList::CClientInstanceList() : m_checkTimer("ClientCheck") {
 }
 
 CClientInstanceList::~CClientInstanceList() {
+    s_isOver = true;
     m_checkTimer.stopAndWait();
-    // Whoever is still listed lives on, and can still be found: a process that ends is no leak.
-    static auto& s_survivors = *new std::list<IClient*>;
-    s_survivors.splice(s_survivors.end(), m_clients);
+}
+
+// Lives to the very end: static objects of a program may hold clients.
+CClientInstanceList::List& CClientInstanceList::list() {
+    static List& s_list = *new List;
+    return s_list;
 }
 
 template <class Fits>
-IClient* CClientInstanceList::first(Fits fits) {
-    const auto place = std::ranges::find_if(m_clients, fits);
-    return place != m_clients.end() ? *place : nullptr;
+IClient* CClientInstanceList::List::first(Fits fits) {
+    const auto place = std::ranges::find_if(clients, fits);
+    return place != clients.end() ? *place : nullptr;
 }
 
 int CClientInstanceList::releaseClientInstance(IClient* client) {
+    List& all = list();
     int count = 0;
     {
-        CRecursiveGuard guard(m_mutex);
+        CRecursiveGuard guard(all.mutex);
         count = decreaseRefCount(client);
         if (count == 0) {
-            const auto place = std::ranges::find(m_clients, client);
-            if (place != m_clients.end()) m_clients.erase(place);
+            const auto place = std::ranges::find(all.clients, client);
+            if (place != all.clients.end()) all.clients.erase(place);
         }
     }
     if (count == 0) end(client);
@@ -64,13 +72,14 @@ int CClientInstanceList::releaseClientInstance(IClient* client) {
 }
 
 void CClientInstanceList::removeIdleClientInstance(unsigned long) {
+    List& all = list();
     std::list<IClient*> idle;
     {
-        CRecursiveGuard guard(m_mutex);
-        for (auto place = m_clients.begin(); place != m_clients.end();) {
+        CRecursiveGuard guard(all.mutex);
+        for (auto place = all.clients.begin(); place != all.clients.end();) {
             const auto client = place++;
             if (!clientIsIdle(*client) || getRefCount(*client) > 1) continue;
-            idle.splice(idle.end(), m_clients, client);
+            idle.splice(idle.end(), all.clients, client);
         }
     }
     for (IClient* client : idle) {
@@ -79,40 +88,47 @@ void CClientInstanceList::removeIdleClientInstance(unsigned long) {
 }
 
 IClient* CClientInstanceList::getClientInstance(const ClassID& clsid, const ServerInfo& info) {
-    CRecursiveGuard guard(m_mutex);
-    IClient* client = first([&](IClient* one) { return clientIsSameAs(one, clsid, info); });
+    List& all = list();
+    CRecursiveGuard guard(all.mutex);
+    IClient* client = all.first([&](IClient* one) { return clientIsSameAs(one, clsid, info); });
     if (client != nullptr) Detail::CComponentHelper::makeComponentInstance(client);
     return client;
 }
 
 IClient* CClientInstanceList::getClientInstance(const ClassID& clsid, int userId) {
-    CRecursiveGuard guard(m_mutex);
-    IClient* client = first([&](IClient* one) { return clientIsSameAs(one, clsid, userId); });
+    List& all = list();
+    CRecursiveGuard guard(all.mutex);
+    IClient* client = all.first([&](IClient* one) { return clientIsSameAs(one, clsid, userId); });
     if (client != nullptr) Detail::CComponentHelper::makeComponentInstance(client);
     return client;
 }
 
 IClient* CClientInstanceList::findClientInstance(const ClassID& clsid, const ServerInfo& info) {
-    CRecursiveGuard guard(m_mutex);
-    return first([&](IClient* one) { return fitsUnbroken(one, clsid, info); });
+    List& all = list();
+    CRecursiveGuard guard(all.mutex);
+    return all.first([&](IClient* one) { return fitsUnbroken(one, clsid, info); });
 }
 
 IClient* CClientInstanceList::findClientInstance(const ClassID& clsid, int userId) {
-    CRecursiveGuard guard(m_mutex);
-    return first([&](IClient* one) { return clientIsSameAs(one, clsid, userId); });
+    List& all = list();
+    CRecursiveGuard guard(all.mutex);
+    return all.first([&](IClient* one) { return clientIsSameAs(one, clsid, userId); });
 }
 
 IClient* CClientInstanceList::shareClientInstance(const ClassID& clsid, const ServerInfo& info) {
-    CRecursiveGuard guard(m_mutex);
-    IClient* client = first([&](IClient* one) { return fitsUnbroken(one, clsid, info); });
+    List& all = list();
+    CRecursiveGuard guard(all.mutex);
+    IClient* client = all.first([&](IClient* one) { return fitsUnbroken(one, clsid, info); });
     if (client != nullptr) client->addRef();
     return client;
 }
 
 void CClientInstanceList::addClientInstance(IClient* client) {
     if (client == nullptr) return;
-    CRecursiveGuard guard(m_mutex);
-    m_clients.push_back(client);
+    if (!s_isOver) instance();
+    List& all = list();
+    CRecursiveGuard guard(all.mutex);
+    all.clients.push_back(client);
 }
 
 }  // namespace Tovra::Component

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "component/serverinfointernal.h"
 #include "vesko3/assert.h"
 
 namespace Tovra::Component {
@@ -13,8 +14,6 @@ using Vesko::CTime;
 namespace {
 
 constexpr std::uint64_t s_idleMilliSeconds = 300'000;
-
-const char* textOf(const char* text) { return text != nullptr ? text : ""; }
 
 bool same(const CString& mine, const char* theirs) { return mine == textOf(theirs); }
 
@@ -80,17 +79,13 @@ void clientCreateInternal(IClient* client, const ClassID& clsid, const ServerInf
     ClientInternal::attachTo(client, new ClientInternal(clsid, info, explicitClient));
 }
 
-bool clientIsCreated(IClient* client) {
-    return ClientInternal::of(client).state == ClientInternal::created;
-}
+ClientInternal::State clientState(IClient* client) { return ClientInternal::of(client).state; }
 
-bool clientIsLogined(IClient* client) {
-    return ClientInternal::of(client).state == ClientInternal::loggedIn;
-}
+bool clientIsCreated(IClient* client) { return clientState(client) == ClientInternal::created; }
 
-bool clientIsBroken(IClient* client) {
-    return ClientInternal::of(client).state == ClientInternal::broken;
-}
+bool clientIsLogined(IClient* client) { return clientState(client) == ClientInternal::loggedIn; }
+
+bool clientIsBroken(IClient* client) { return clientState(client) == ClientInternal::broken; }
 
 bool clientIsIdle(IClient* client) {
     const std::uint64_t now = CTime::getCurrentMilliSecond();

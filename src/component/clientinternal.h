@@ -67,6 +67,8 @@ void clientCreateInternal(IClient* client, const ClassID& clsid, const ServerInf
 
 // All that follow want a client that has its record.
 
+ClientInternal::State clientState(IClient* client);
+
 bool clientIsCreated(IClient* client);
 bool clientIsLogined(IClient* client);
 bool clientIsBroken(IClient* client);

@@ -18,14 +18,17 @@ bool asksForClients(const char* iid) { return std::strcmp(iid, IClient::IFactory
 
 enum class Obstacle { none, login, relogin, state };
 
-// Sees to it that a client that was found is logged in.
+// Sees to it that a client that was found is logged in. Another thread may change its state
+// meanwhile: it is read once.
 Obstacle makeUsable(IClient* client) {
-    if (clientIsCreated(client)) return clientLogin(client) ? Obstacle::none : Obstacle::login;
-    if (clientIsLogined(client)) {
-        if (!clientUpdateBroken(client)) return Obstacle::none;
-        return clientLogin(client) ? Obstacle::none : Obstacle::relogin;
+    switch (clientState(client)) {
+        case ClientInternal::created:
+        case ClientInternal::broken:
+            return clientLogin(client) ? Obstacle::none : Obstacle::login;
+        case ClientInternal::loggedIn:
+            if (!clientUpdateBroken(client)) return Obstacle::none;
+            return clientLogin(client) ? Obstacle::none : Obstacle::relogin;
     }
-    if (clientIsBroken(client)) return clientLogin(client) ? Obstacle::none : Obstacle::login;
     return Obstacle::state;
 }
 

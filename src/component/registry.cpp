@@ -8,6 +8,7 @@
 #include <string>
 
 #include "component/registryinternal.h"
+#include "component/serverinfointernal.h"
 #include "component/unknowninternal.h"
 #include "platform/module.h"
 #include "vesko/vesko3/locks.h"
@@ -20,8 +21,6 @@ namespace {
 
 using Vesko::CGuard;
 using Vesko::CMutex;
-
-std::string textOf(const char* text) { return text != nullptr ? text : ""; }
 
 /// A live instance, and what it was asked for with.
 struct ComponentInstance {
@@ -84,6 +83,7 @@ ComponentCreator getDynamicCreator(const std::string& name, ComponentInfo& info)
         info.module = Platform::LoadLibraryA(ModuleText("%s.so", name).text);
     }
     if (info.module == nullptr) return nullptr;
+    if (info.creator != nullptr) return info.creator;  // registered as the library was loaded
     const ModuleText entry("create%sObject", name);
     const auto creator =
         reinterpret_cast<ComponentCreator>(Platform::GetProcAddress(info.module, entry.text));
@@ -144,6 +144,8 @@ IUnknown* getComponentInstance(const char* name, const ServerInfo* info) {
     }
     IUnknown* object = creator != nullptr ? creator(info) : nullptr;
     if (object == nullptr) return nullptr;
+    // What lives in a table is found there, and leaves that.
+    if (UnknownInternal::of(object).objectTable != nullptr) return object;
     CGuard guard(all.s_componentMutex);
     all.s_componentMap[name].instances.emplace_back(object, info);
     UnknownInternal::of(object).registered = true;

@@ -20,9 +20,9 @@ public:
 
 private:
     // The parameters open with the first parenthesis outside angle brackets that is not part of
-    // "(anonymous namespace)" or "operator()".
+    // "(anonymous namespace)" or "operator()", and does not open a result that points at a function.
     static constexpr std::size_t parametersOf(std::string_view signature) {
-        constexpr std::string_view notParameters[] = {"(anonymous", "()("};
+        constexpr std::string_view notParameters[] = {"(anonymous", "()(", "(*"};
         int depth = 0;
         for (std::size_t i = 0; i < signature.size(); ++i) {
             if (signature[i] == '<') ++depth;

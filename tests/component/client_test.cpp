@@ -1,8 +1,12 @@
 #include "vesko/component/client.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -67,9 +71,13 @@ public:
     explicit ClientFactoryOf(const char* name) : m_name(name) { registerFactory(iid()); }
     ~ClientFactoryOf() override { unregisterFactory(iid()); }
     const char* clsid() override { return m_name; }
-    IClient* create(const ServerInfo&) override { return makesNone ? nullptr : new TestClient; }
+    IClient* create(const ServerInfo&) override {
+        if (meanwhile) meanwhile();
+        return makesNone ? nullptr : new TestClient;
+    }
 
     bool makesNone = false;
+    std::function<void()> meanwhile;
 
 private:
     const char* const m_name;
@@ -97,6 +105,13 @@ protected:
         info.userName = "user";
     }
     ~Client() override { EXPECT_EQ(s_server.alive, 0); }
+
+    static void waitUntilGone() {
+        for (int look = 0; look < 10'000 && s_server.alive != 0; ++look) {
+            Tovra::Vesko::CThread::sleep(1);
+        }
+        ASSERT_EQ(s_server.alive, 0);
+    }
 
     IClient* get(const ClassID& clsid = "Remote.1") {
         IClient* client = nullptr;
@@ -145,14 +160,57 @@ TEST_F(Client, WaitsFiveMinutesAfterAFailedLogIn) {
               "iid=camera could not been got because log failed.\n");
     EXPECT_EQ(s_server.alive, 1);  // the same object was tried again
     EXPECT_EQ(s_server.logins, 2);
-    auto& list = *CClientInstanceList::instance();
+    const auto check = [] { CClientInstanceList::instance()->removeIdleClientInstance(0); };
     clock.step(300'000'000'000);
-    list.removeIdleClientInstance(0);
+    check();
     EXPECT_EQ(s_server.alive, 1);
     clock.step(2'000'000);
-    list.removeIdleClientInstance(0);
-    while (s_server.alive != 0) Tovra::Vesko::CThread::sleep(1);  // the timer may have been first
+    check();
+    waitUntilGone();  // the timer may have been first
     EXPECT_EQ(s_server.logouts, 1);
+}
+
+TEST_F(Client, TellsWhyABrokenOneCouldNotBeLoggedInAnew) {
+    IClient* client = get();
+    s_server.broken = true;
+    s_server.letsIn = false;
+    for (const char* what : {"re-log", "log"}) {
+        EXPECT_EQ(behindPrefix(printed(6, [&] { EXPECT_EQ(get(), nullptr); })),
+                  std::string("iid=camera could not been got because ") + what + " failed.\n");
+        EXPECT_EQ(getRefCount(client), 1);
+    }
+    s_server.letsIn = true;
+    EXPECT_EQ(get(), client);
+    Helper::release(client);
+    Helper::release(client);
+}
+
+TEST_F(Client, ReportsAnotherOneThatWasMadeMeanwhile) {
+    IClient* other = nullptr;
+    clients.meanwhile = [&] {
+        clients.meanwhile = nullptr;
+        other = get();
+    };
+    IClient* client = nullptr;
+    const std::string text = printed(2, [&] { client = get(); });
+    EXPECT_EQ(behindPrefix(text), "remote client instance " +
+                                      testing::PrintToString(static_cast<void*>(other)) +
+                                      " has been in CClientInstanceList already.\n");
+    EXPECT_NE(client, other);
+    Helper::release(client);
+    Helper::release(other);
+}
+
+TEST_F(Client, MayBeHeldUntilTheProcessEnds) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto end = [this] {
+        ::alarm(60);
+        static TComPtr<IClient> s_holder;  // older than the list, and so the last to end
+        s_holder = TComPtr<IClient>(get());
+        std::atexit([] { std::fprintf(stderr, "%d held\n", s_server.alive.load()); });
+        std::exit(0);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(0), "1 held");
 }
 
 TEST_F(Client, GivesItsHoldBackWithTheFirstSuccess) {
@@ -387,6 +445,7 @@ TEST_F(Client, IsSharedInAStormOfThreadsThatComeAndGo) {
             int id = 0;
             client->getUserID(id);
             EXPECT_EQ(id, 7);
+            s_server.broken = i % 3 == 0;
             Helper::release(client);
         }
     };
@@ -407,7 +466,7 @@ TEST_F(Client, IsEndedByTheIdleCheckOrGivenToALateRequestInAStorm) {
         check.join();
         ASSERT_NE(client, nullptr);
         Helper::release(client);
-        while (s_server.alive != 0) Tovra::Vesko::CThread::sleep(1);
+        waitUntilGone();
     }
 }
 

@@ -214,6 +214,21 @@ TEST_F(Component, IsNullForANameThatNobodyKnows) {
     EXPECT_EQ(getLastError(), 7);
 }
 
+TEST_F(Component, StaysOutOfTheRegistryWhenItLivesInATable) {
+    static Detail::CObjectTable s_table;
+    const ComponentCreator create = [](const ServerInfo*) -> IUnknown* {
+        auto* thing = new Thing(1);
+        s_table.lock();
+        s_table.insert(thing);
+        s_table.unlock();
+        return thing;
+    };
+    registerComponent("tabled", create);
+    for (int i = 0; i < 2; ++i) Helper::release(getComponentInstance("tabled", nullptr));
+    EXPECT_EQ(s_alive, 0);
+    EXPECT_EQ(s_table.count(), 0U);
+}
+
 TEST_F(Component, IsNeverHandedOutByTheRegistryAsItEndsInAStorm) {
     printed(3, [] { registerComponent("busy", &createThing); });
     const auto use = [] {

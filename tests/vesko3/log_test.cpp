@@ -101,6 +101,8 @@ TEST(LogMacros, NameTheFunctionWithoutResultAndParameters) {
                QualifiedName("const char* const& {anonymous}::plain(int, const char*)"));
     expectName("(anonymous namespace)::plain",
                QualifiedName("const char *const &(anonymous namespace)::plain(int, const char *)"));
+    expectName("a::find", QualifiedName("void (* a::find(const char*))(int)"));
+    expectName("a::find", QualifiedName("void (*a::find(const char *))(int)"));
     expectName("a::Box<T>::where",
                QualifiedName("static const char* a::Box<T>::where() [with T = int (*)(int)]"));
     expectName("a::Box<void (int)>::where",

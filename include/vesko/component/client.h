@@ -38,7 +38,9 @@ struct VESKO_API ServerChallenge {
 /// is registered under `IFactory::iid()`. The framework gives each client its record after `create`
 /// has returned, so that constructors and `create` use none of the operations below that need it.
 /// A client is logged out and destroyed with the last reference on it; until then others who ask for
-/// the same server share it. The order of the virtual operations is part of the interface.
+/// the same server share it. That happens on the thread of the last release, or on that of the check
+/// for clients that nobody logs in, and perhaps under a lock of the framework. The order of the
+/// virtual operations is part of the interface.
 /// Threads: the framework calls a client from any thread, and may log one in on two threads at the
 /// same time; a concrete class has its own lock where it needs one.
 class VESKO_API IClient : public IUnknown {
@@ -61,7 +63,10 @@ public:
         /// @return "Client", the name of this interface
         static const char* iid();
 
-        /// Makes a client with one reference, not logged in.
+        /// Makes a client with one reference, not logged in. A factory of one's own runs under a lock
+        /// of the process. The stand-in that `getComponentFactory` gives has callers share: it gives a
+        /// client that exists with one more reference, and whoever gets a new one passes it through
+        /// `CComponentHelper::makeComponentObject` before others can ask for it.
         /// @return null when that cannot be done
         [[nodiscard]] virtual IClient* create(const ServerInfo& info) = 0;
 
@@ -92,6 +97,7 @@ public:
     /// Ends the log-in. Called before the client is destroyed, and by `abort`.
     virtual bool logout() = 0;
 
+    /// Called under locks of the framework: it returns at once.
     /// @param id receives the user that the server gave this client
     virtual bool getUserID(int& id) = 0;
 
@@ -113,7 +119,8 @@ public:
     virtual bool detachStatusProc(Proc proc);
 
     /// Tells what the client was made with.
-    /// @param info every field but `reserved` is written; the texts are the client's own
+    /// @param info every field but `reserved` is written; the texts are the client's own, and hold
+    ///             while it lives, the user name until the first `saveUserName`
     /// @return true, with a warning in the log when there is no user name
     bool getServerInfo(ServerInfo& info);
 

@@ -45,10 +45,11 @@ public:
     ///               looked at, and the result is a stand-in for the registered factory
     /// @param info   `ServerInfo::none`, that very object, for a class in this process
     /// @param client receives the client with a reference for the caller, to be released when
-    ///               everything that the factory made is gone; null when none takes part
+    ///               everything that the factory made is gone; null when none takes part, and with a
+    ///               last error. It may be set when the class was unregistered: look at it, too
     /// @return null with the last error 0x10030000 (no such interface), 0x10030001 (no such class),
     ///         0x10030002 (no such class of clients), 0x10030003 (no client was made) or that of the
-    ///         client's log-in; null without one when the class was unregistered
+    ///         client's log-in; null without a last error when the class was unregistered
     static IFactoryUnknown* getComponentFactory(const char* iid, const ClassID& clsid,
                                                 const ServerInfo& info, IClient*& client);
 

@@ -10,11 +10,14 @@
 /// name: "NAME.so", found by the loader's own search, with an exported creator "createNAMEObject".
 /// Both texts are cut at 31 characters. A library that was loaded stays. No client and no log-in
 /// takes part: a `ServerInfo` is a key here, and an argument for the creator.
-/// Threads: any thread may call any function. Creators run without a lock, and may call in here.
+/// Threads: any thread may call any function. Creators run without a lock, and may call in here. The
+/// registry is locked while it loads a library: let no other thread load one meanwhile that registers
+/// its classes itself.
 namespace Tovra::Component {
 
 /// Makes an object with one reference, or gives null. The argument is the one that the registry was
-/// asked with, null included.
+/// asked with, null included. An object that lives in a `CObjectTable` is found there, and does not
+/// become an instance of the registry.
 using ComponentCreator = IUnknown* (*)(const ServerInfo*);
 
 /// Makes a class known, or replaces its creator with a line in the log. Instances that exist stay.

@@ -11,7 +11,7 @@ struct UnknownInternal;
 /// An object is born with one reference, which belongs to whoever made it, and ends by its own
 /// `destroy` when the last one is released; nobody deletes it by itself. `TComPtr` does the counting
 /// for its holder, and `CComponentHelper` passes objects on; a client (`IClient`) is released
-/// through these alone. The order of the virtual operations is part of the interface.
+/// through these alone, since it has a list to leave. The order of the virtual operations is part of the interface.
 /// Threads: references may be taken and released on any thread.
 class VESKO_API IUnknown {
 public:
