@@ -72,7 +72,7 @@ std::string chinese(std::int64_t size) {
             text += ' ';
             continue;
         }
-        text += static_cast<char>(0xB0 + i * 7 % 0x40);
+        text += static_cast<char>(0xB0 + i * 7 % 0x27);  // below a few codes that are undefined
         text += static_cast<char>(0xA1 + i * 13 % 0x5D);
     }
     return text;

@@ -1,10 +1,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "utils/charset/codepage936.h"
+#include "utils/charset/utf8.h"
 #include "vesko/utils/charset.h"
 
 namespace Tovra::Utils {
@@ -13,11 +12,6 @@ namespace {
 
 constexpr unsigned short s_replacement = 0xFFFD;
 constexpr int s_pairBytes = 2;
-
-using Units = std::unique_ptr<unsigned short[]>;
-
-// All zeros; null when memory is short.
-Units newUnits(std::size_t count) { return Units(new (std::nothrow) unsigned short[count]()); }
 
 const unsigned char* bytesOf(const char* text) {
     return reinterpret_cast<const unsigned char*>(text);
@@ -49,6 +43,49 @@ int encode(unsigned short uni, unsigned char* out, int boundLen) {
     return code.lead != 0 ? s_pairBytes : -1;
 }
 
+// Takes the next character of a text that ends with a zero. That is no trail byte: a lead byte in
+// front of it stands alone.
+unsigned short takeCharacter(const unsigned char*& from) {
+    const DecodePage* const page = c2uPages[from[0]];
+    if (page == nullptr || from[1] == 0) return c2uSingle[*from++];
+    const unsigned short uni = (*page)[from[1]];
+    from += s_pairBytes;
+    return uni != 0 ? uni : s_replacement;
+}
+
+// Text under way, with a zero behind it.
+class Writer {
+public:
+    enum Outcome { added, full, unknown };
+
+    Writer(char* dst, int dstLen) : m_to(dst), m_room(dstLen) {
+        if (dstLen > 0) std::memset(dst, 0, static_cast<std::size_t>(dstLen));
+    }
+    ~Writer() {
+        if (m_isBegun) *m_to = '\0';
+    }
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+
+    Outcome add(unsigned short uni) {
+        unsigned char code[s_pairBytes];
+        const int length = encode(uni, code, s_pairBytes);
+        if (length < 0) return unknown;
+        if (length > m_room) return full;
+        m_to[0] = static_cast<char>(code[0]);
+        if (length == s_pairBytes) m_to[1] = static_cast<char>(code[1]);
+        m_to += length;
+        m_room -= length;
+        m_isBegun = true;
+        return added;
+    }
+
+private:
+    char* m_to;
+    int m_room;
+    bool m_isBegun = false;
+};
+
 }  // namespace
 
 int char2uni(const unsigned char* raw, int boundLen, unsigned short* uni) {
@@ -63,47 +100,54 @@ int Gb2312ToUni(char* src, unsigned short* dst, int dstLen) {
     if (src == nullptr || dst == nullptr || dstLen < 1) return 0;
     const unsigned char* from = bytesOf(src);
     int count = 0;
-    for (; *from != 0 && count < dstLen; ++count) {
-        // The zero behind the text is no trail byte, so a lead byte in front of it stands alone.
-        const int used = decode(from, s_pairBytes, dst[count]);
-        if (used < 0) dst[count] = s_replacement;
-        from += used < 0 ? s_pairBytes : used;
-    }
+    while (*from != 0 && count < dstLen) dst[count++] = takeCharacter(from);
     std::fill(dst + count, dst + dstLen, static_cast<unsigned short>(0));
     return count;
 }
 
 int UniTGb2312(unsigned short* src, int srcLen, char* dst, int dstLen) {
-    if (dstLen > 0) std::memset(dst, 0, static_cast<std::size_t>(dstLen));
+    Writer text(dst, dstLen);
     int count = 0;
-    for (int room = dstLen; count < srcLen && src[count] != 0; ++count) {
-        unsigned char code[s_pairBytes];
-        const int length = encode(src[count], code, s_pairBytes);
-        if (length < 0) return -1;
-        if (length > room) break;
-        for (int i = 0; i < length; ++i) *dst++ = static_cast<char>(code[i]);
-        *dst = '\0';
-        room -= length;
+    while (count < srcLen && src[count] != 0) {
+        const Writer::Outcome outcome = text.add(src[count]);
+        if (outcome == Writer::unknown) return -1;
+        if (outcome == Writer::full) break;
+        ++count;
     }
     return count;
 }
 
+// The two below go through no units: one pass writes what two would.
+
 int Gb2312TUtf8(char* src, unsigned char* dst, int dstLen) {
     if (src == nullptr || dst == nullptr || *src == '\0') return 0;
-    const std::size_t most = std::strlen(src) + 1;
-    const Units units = newUnits(most);
-    if (units == nullptr) return 0;
     if (dstLen > 0) std::memset(dst, 0, static_cast<std::size_t>(dstLen));
-    Gb2312ToUni(src, units.get(), static_cast<int>(most));
-    return utf8_wcstombs(dst, units.get(), dstLen);
+    unsigned char* to = dst;
+    for (const unsigned char* from = bytesOf(src); *from != 0 && dstLen > 0;) {
+        const int length = encodeUtf8(to, takeCharacter(from), dstLen);
+        if (length > 0) to += length;
+        dstLen -= length > 0 ? length : 1;
+    }
+    return static_cast<int>(to - dst);
 }
 
 int utf8TGb2312(unsigned char* src, char* dst, int srcLen, int dstLen) {
     if (src == nullptr || dst == nullptr || *src == 0) return 0;
-    const Units units = newUnits(std::strlen(reinterpret_cast<const char*>(src)) + 1);
-    if (units == nullptr) return 0;
-    const int count = utf8_mbstowcs(units.get(), src, srcLen);
-    return UniTGb2312(units.get(), count, dst, dstLen);
+    Writer text(dst, dstLen);
+    int count = 0;
+    while (srcLen > 0 && *src != 0) {
+        unsigned short uni = 0;
+        const int length = decodeUtf8(uni, src, srcLen);
+        src += length > 0 ? length : 1;
+        srcLen -= length > 0 ? length : 1;
+        if (length < 0) continue;
+        if (uni == 0) break;  // what was cut to 16 bits may end the text
+        const Writer::Outcome outcome = text.add(uni);
+        if (outcome == Writer::unknown) return -1;
+        if (outcome == Writer::full) break;
+        ++count;
+    }
+    return count;
 }
 
 }  // namespace Tovra::Utils

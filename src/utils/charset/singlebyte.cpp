@@ -106,11 +106,7 @@ int decodeLoosely(std::uint32_t& character, const unsigned char* src, int srcLen
     const int length = announcedLength(src[0]);
     if ((src[0] & 0xC0) == 0x80 || length > srcLen) return 0;
     character = length == 1 ? src[0] : src[0] & (0x7FU >> length);
-    for (int i = 1; i < length; ++i) {
-        if ((src[i] & 0xC0) != 0x80) return 0;
-        character = character << 6 | (src[i] & 0x3FU);
-    }
-    return length;
+    return continueUtf8(character, src, length) ? length : 0;
 }
 
 }  // namespace
