@@ -190,7 +190,8 @@ bool RWMutexInternal::leaveQueued() VESKO_NO_THREAD_SAFETY {
 // Enters with the state's lock held, and leaves it.
 void RWMutexInternal::leaveAsReader() VESKO_NO_THREAD_SAFETY {
     activeWriterReaders_ -= s_oneReader;
-    if (activeWriterReaders_ == 0) Platform::ResetEvent(hReadyToRead_);
+    // A reader that waits may not have begun its wait yet: the event that lets it in must stay.
+    if (activeWriterReaders_ == 0 && numReadersWaiting_ == 0) Platform::ResetEvent(hReadyToRead_);
     if (activeWriterReaders_ == 0 && numWritersWaiting_ != 0) {
         --numWritersWaiting_;
         activeWriterReaders_ = s_oneWriter;

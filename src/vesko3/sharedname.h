@@ -23,11 +23,19 @@ public:
         if (length < size - 1) at(length).store('\0', std::memory_order_relaxed);
     }
 
-    void copyTo(char (&out)[size]) const {
-        for (std::size_t i = 0; i < size; ++i) out[i] = at(i).load(std::memory_order_relaxed);
+    struct Copy {
+        char text[size];
+    };
+    Copy copy() const {
+        Copy copied;
+        for (std::size_t i = 0; i < size; ++i) {
+            copied.text[i] = at(i).load(std::memory_order_relaxed);
+        }
+        return copied;
     }
 
-    /// @return the name where it stands; it lives as long as this object
+    /// @return the name where it stands; it lives as long as this object. Who reads it sees to it that
+    ///         nobody sets it meanwhile.
     const char* text() const { return m_text; }
 
 private:

@@ -111,14 +111,11 @@ void ThreadInternal::run() {
     }
     manager->addThread(this);
     const int place = 0;  // shows where the thread's stack lies
-    char shownName[Detail::SharedName::size];
-    name.copyTo(shownName);
     VESKO_FILTERED(debug, "ThreadBody Enter name = %s, id = %d, prior = %s%d, stack = %p \n",
-                   shownName, id.load(), policy == realTimePolicy ? "R" : "N", priority,
+                   name.copy().text, id.load(), policy == realTimePolicy ? "R" : "N", priority,
                    static_cast<const void*>(&place));
     owner->threadProc();
-    name.copyTo(shownName);
-    VESKO_FILTERED(debug, "ThreadBody leave name = %s, id = %d \n", shownName, id.load());
+    VESKO_FILTERED(debug, "ThreadBody leave name = %s, id = %d \n", name.copy().text, id.load());
     Platform::RefuseTermination();  // or a killer would finish this run a second time
     finish();
 }
@@ -181,7 +178,8 @@ void CThread::waitUntilOver() {
         Platform::GetExitCodeThread(run, exitCode);
         if (++rounds % 100 != 0) continue;
         VESKO_FILTERED_OBJECT(debug, "CThread::~CThread %s wait for thread over, times : %llu\n",
-                              m_internal->name.text(), static_cast<unsigned long long>(rounds));
+                              m_internal->name.copy().text,
+                              static_cast<unsigned long long>(rounds));
     }
 }
 
@@ -190,7 +188,7 @@ bool CThread::createThread() {
     switch (m_internal->start(error)) {
         case ThreadInternal::Start::stillRunning:
             VESKO_FILTERED_OBJECT(warn, "CThread::CreateThread() thread '%s' is still running!\n",
-                                  m_internal->name.text());
+                                  m_internal->name.copy().text);
             return false;
         case ThreadInternal::Start::refused:
         case ThreadInternal::Start::priorityRefused:
@@ -208,11 +206,11 @@ bool CThread::destroyThread() {
         case ThreadInternal::Stop::alreadyDestroyed:
             VESKO_FILTERED_OBJECT(warn,
                                   "CThread::DestroyThread() thread '%s' has been destroyed!\n",
-                                  m_internal->name.text());
+                                  m_internal->name.copy().text);
             return false;
         case ThreadInternal::Stop::over:
             VESKO_FILTERED_OBJECT(warn, "CThread::DestroyThread() thread '%s' has exited!\n",
-                                  m_internal->name.text());
+                                  m_internal->name.copy().text);
             return false;
         case ThreadInternal::Stop::withoutHandle:
             VESKO_FILTERED_OBJECT(warn,
@@ -264,7 +262,7 @@ bool CThread::cancelThread() {
     }
     if (!asked) {
         VESKO_FILTERED_OBJECT(warn, "CThread::cancelThread() thread '%s' not exist!\n",
-                              m_internal->name.text());
+                              m_internal->name.copy().text);
     }
     return asked;
 }

@@ -10,11 +10,7 @@ namespace Tovra::Vesko {
 
 namespace {
 
-std::string nameText(const ThreadInternal& thread) {
-    char name[Detail::SharedName::size];
-    thread.name.copyTo(name);
-    return name;
-}
+std::string nameText(const ThreadInternal& thread) { return thread.name.copy().text; }
 
 std::string row(const std::string& name, int id, int priority, const char* state) {
     char text[128];

@@ -31,7 +31,7 @@ bool TimerInternal::dispatch(std::uint64_t now) {
     thread = worker;
     if (worker == nullptr) {
         VESKO_FILTERED(error, "timer '%s': no worker could be started, a call is lost\n",
-                       name.text());
+                       name.copy().text);
         return false;
     }
     worker->serve(*this);
@@ -92,7 +92,8 @@ bool CTimer::stopAndWait() {
         }
         CThread::sleep(lookMilliSeconds);
         if (look % looksPerReport == 0) {
-            VESKO_FILTERED_OBJECT(info, "CTimer::Stop '%s' wait callback exit!\n", getName());
+            VESKO_FILTERED_OBJECT(info, "CTimer::Stop '%s' wait callback exit!\n",
+                                  m_internal->name.copy().text);
         }
     }
 }

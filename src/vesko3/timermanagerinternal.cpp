@@ -32,11 +32,9 @@ void endAll(CTimerThread* worker) {
 
 std::string row(const TimerInternal& timer, std::uint64_t now) {
     const bool isRunning = timer.thread != nullptr;
-    char name[Detail::SharedName::size];
-    timer.name.copyTo(name);
     char text[160];
-    std::snprintf(text, sizeof text, "%24s %11llu %11llu %6lu %6d/%6lu %s\n", name,
-                  static_cast<unsigned long long>(timer.nextTime),
+    std::snprintf(text, sizeof text, "%24s %11llu %11llu %6lu %6d/%6lu %s\n",
+                  timer.name.copy().text, static_cast<unsigned long long>(timer.nextTime),
                   static_cast<unsigned long long>(timer.runningTime / 1000),
                   static_cast<unsigned long>(timer.period),
                   isRunning ? static_cast<int>(now - timer.calledTime) : 0,

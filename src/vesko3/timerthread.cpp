@@ -15,9 +15,7 @@ CTimerThread::CTimerThread() : CThread(s_nameWithoutWork, 64, 0, 0) {}
 CTimerThread::~CTimerThread() = default;
 
 void CTimerThread::serve(TimerInternal& timer) {
-    char name[Detail::SharedName::size];
-    timer.name.copyTo(name);
-    setThreadName(name);
+    setThreadName(timer.name.copy().text);
     setTimeout(static_cast<int>(timer.timeout));
     m_callback = timer.callback;
     m_param = timer.param;
