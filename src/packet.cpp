@@ -46,6 +46,7 @@ CPacket::CPacket(const Memory::CPacket& packet) : m_packet(newHandle(packet)) {}
 
 CPacket::~CPacket() { delete m_packet; }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the handle sees to that
 CPacket& CPacket::operator=(const CPacket& packet) {
     if (packet.Invalid()) {
         delete std::exchange(m_packet, nullptr);

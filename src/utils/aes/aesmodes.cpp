@@ -53,19 +53,21 @@ void inBatches(unsigned char* dst, const unsigned char* src, std::size_t blockCo
 template <class Refill, class Byte, class Blocks>
 void walk(std::uint32_t& offset, unsigned char* dst, const unsigned char* src, std::size_t length,
           Refill refill, Byte byte, Blocks blocks) {
-    const auto stepByte = [&] {
-        *dst++ = byte(*src++);
-        offset = (offset + 1) % aesBlockBytes;
-        --length;
+    const auto takeBytes = [&](std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            *dst++ = byte(*src++);
+            offset = (offset + 1) % aesBlockBytes;
+        }
     };
-    while (length > 0 && offset != 0) stepByte();
-    const std::size_t whole = length / aesBlockBytes;
+    const std::size_t head = std::min(length, (aesBlockBytes - offset) % aesBlockBytes);
+    takeBytes(head);
+    const std::size_t whole = (length - head) / aesBlockBytes;
     blocks(dst, src, whole);
     dst += whole * aesBlockBytes;
     src += whole * aesBlockBytes;
-    length %= aesBlockBytes;
-    if (length > 0) refill();
-    while (length > 0) stepByte();
+    const std::size_t tail = (length - head) % aesBlockBytes;
+    if (tail > 0) refill();
+    takeBytes(tail);
 }
 
 void setVector(unsigned char (&vector)[aesBlockBytes], const unsigned char* first) {
