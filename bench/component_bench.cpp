@@ -83,7 +83,7 @@ void BM_AddRefRelease(benchmark::State& state) {
 }
 BENCHMARK(BM_AddRefRelease);
 
-void BM_SharedPtrCopy(benchmark::State& state) {
+void BM_SharedPtrCount(benchmark::State& state) {
     const Bystander bystander;
     const auto pointer = std::make_shared<int>(1);
     for (auto _ : state) {
@@ -91,7 +91,7 @@ void BM_SharedPtrCopy(benchmark::State& state) {
         benchmark::DoNotOptimize(copy);
     }
 }
-BENCHMARK(BM_SharedPtrCopy);
+BENCHMARK(BM_SharedPtrCount);
 
 class Client : public IClient {
 public:

@@ -6,6 +6,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
+#include <cmath>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -119,8 +120,9 @@ struct Lateness {
     void note(unsigned long period) {
         const auto now = Clock::now();
         if (times.empty()) first = now;
-        const auto due = first + std::chrono::milliseconds(period) * static_cast<int>(times.size());
-        times.push_back(std::chrono::duration<double, std::milli>(now - due).count());
+        // The nearest point of the grid: a call that was skipped makes the others no later.
+        const std::chrono::duration<double, std::milli> elapsed = now - first;
+        times.push_back(std::remainder(elapsed.count(), static_cast<double>(period)));
         called.post();
     }
     Clock::time_point first;
