@@ -6,6 +6,7 @@
 
 #include "interrupt.h"
 #include "vesko/vesko3/threadmanager.h"
+#include "vesko/vesko3/time.h"
 
 namespace TreeSum {
 
@@ -15,7 +16,20 @@ constexpr std::size_t s_batchItems = 16;
 constexpr std::uint64_t s_batchBytes = 1024 * 1024;
 constexpr std::size_t s_batchesPerWorker = 8;
 constexpr unsigned int s_lookMilliSeconds = 200;
-constexpr int s_looksAfterStop = 5;  // a read that hangs must not hold up the end
+constexpr std::uint64_t s_graceMilliSeconds = 1000;  // a read that hangs must not hold up the end
+
+// Asks again and again until it is so, within the time that is left after a stop.
+template <class Condition, class Wait>
+bool comesTrueInGrace(Condition condition, Wait wait) {
+    using Tovra::Vesko::CTime;
+    const std::uint64_t end = CTime::getCurrentMilliSecond() + s_graceMilliSeconds;
+    while (!condition()) {
+        const std::uint64_t now = CTime::getCurrentMilliSecond();
+        if (now >= end) return false;
+        wait(static_cast<unsigned int>(std::min<std::uint64_t>(end - now, s_lookMilliSeconds)));
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -35,13 +49,10 @@ Crew::Crew(const Options& options, Report& report, Tovra::Vesko::TFunction1<void
 void Crew::dismiss(std::unique_ptr<Crew> crew) {
     crew->m_progress.stop();
     crew->m_window.close(crew->m_workers.size());
-    for (int look = 0; crew->m_isStopped && !crew->allOver(); ++look) {
-        if (look == s_looksAfterStop) {
-            static_cast<void>(crew.release());
-            return;
-        }
-        Tovra::Vesko::CThread::sleep(static_cast<int>(s_lookMilliSeconds));
-    }
+    if (!crew->m_isStopped) return;
+    const bool isOver = comesTrueInGrace([&crew] { return crew->allOver(); },
+                                         [](unsigned int) { Tovra::Vesko::CThread::sleep(1); });
+    if (!isOver) static_cast<void>(crew.release());
 }
 
 bool Crew::allOver() const {
@@ -100,11 +111,12 @@ void Crew::stop() {
     m_isStopped = true;
     m_window.stop();
     m_progress.stop();
-    for (int look = 0; look < s_looksAfterStop && !m_window.isEmpty(); ++look) {
-        m_window.waitForFront(s_lookMilliSeconds);
-        settleDone();
-    }
-    settleUnfinished();
+    const bool isDone = comesTrueInGrace([this] { return m_window.isEmpty(); },
+                                         [this](unsigned int milliSeconds) {
+                                             m_window.waitForFront(milliSeconds);
+                                             settleDone();
+                                         });
+    if (!isDone) settleUnfinished();
 }
 
 void Crew::settleUnfinished() {

@@ -29,7 +29,7 @@ Batch* Window::waitForFront(unsigned int milliSeconds) {
 }
 
 void Window::abandonFront() {
-    static_cast<void>(m_batches.front().release());
+    m_abandoned.push_back(std::move(m_batches.front()));
     m_batches.pop_front();
 }
 

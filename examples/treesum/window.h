@@ -33,7 +33,7 @@ public:
     Batch* front() { return m_batches.front().get(); }
     void pop() { m_batches.pop_front(); }
 
-    /// As `pop`, for a batch that a worker is still on: it stays in memory.
+    /// As `pop`, for a batch that a worker may still be on: it lives as long as the window.
     void abandonFront();
 
     /// Has what nobody began yet left undone.
@@ -52,6 +52,7 @@ public:
 private:
     const std::size_t m_limit;
     std::deque<std::unique_ptr<Batch>> m_batches;
+    std::vector<std::unique_ptr<Batch>> m_abandoned;
     std::atomic<bool> m_isStopped{false};
 
     Tovra::Vesko::CMutex m_mutex;

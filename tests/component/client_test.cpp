@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -452,6 +453,30 @@ TEST_F(Client, IsSharedInAStormOfThreadsThatComeAndGo) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) threads.emplace_back(use);
     for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(Client, LetsProceduresDetachThemselvesInAStormOfAborts) {
+    struct OneShot {
+        void note(void*, ClassID, TComPtr<IClient> client, IClient::Status, int) {
+            ++calls;
+            client->detachStatusProc({&OneShot::note, this});
+        }
+        std::atomic<int> calls{0};
+    };
+    IClient* client = get();
+    const auto abortOften = [client](OneShot& oneShot) {
+        for (int i = 0; i < 300; ++i) {
+            EXPECT_TRUE(client->attachStatusProc({&OneShot::note, &oneShot}));
+            client->abort(i);
+            client->detachStatusProc({&OneShot::note, &oneShot});
+        }
+        EXPECT_GT(oneShot.calls, 0);
+    };
+    std::array<OneShot, 4> oneShots;  // another thread's abort may still call one that was detached
+    std::vector<std::thread> threads;
+    for (OneShot& oneShot : oneShots) threads.emplace_back(abortOften, std::ref(oneShot));
+    for (std::thread& thread : threads) thread.join();
+    Helper::release(client);
 }
 
 TEST_F(Client, IsEndedByTheIdleCheckOrGivenToALateRequestInAStorm) {
