@@ -17,6 +17,7 @@
 #include "component/clientinternal.h"
 #include "component/unknowninternal.h"
 #include "support/capture.h"
+#include "support/crowd.h"
 #include "support/manualclock.h"
 #include "vesko/vesko3/error.h"
 #include "vesko/vesko3/thread.h"
@@ -27,6 +28,7 @@ using namespace Tovra::Component;
 using Helper = Detail::CComponentHelper;
 using Tovra::Testing::ManualClock;
 using Tovra::Testing::printed;
+using Tovra::Testing::together;
 using Tovra::Vesko::CTime;
 using Tovra::Vesko::getErrMsg;
 using Tovra::Vesko::getLastError;
@@ -295,49 +297,33 @@ TEST_F(Client, OfItsOwnIsMadeByTheStandInOfAFactory) {
     ClientFactoryOf local("Local");
     auto* localWrapper = dynamic_cast<IClient::IFactory*>(
         Helper::getComponentFactory("Client", ClassID::local, info, none));
-    IClient* first = localWrapper->create(info);
-    IClient* second = localWrapper->create(info);
-    EXPECT_NE(first, second);
-    Helper::release(first);
-    Helper::release(second);
+    IClient* const locals[] = {localWrapper->create(info), localWrapper->create(info)};
+    EXPECT_NE(locals[0], locals[1]);
+    for (IClient* one : locals) Helper::release(one);
 }
 
 TEST_F(Client, IsToldApartByTheFieldsOfTheKey) {
-    struct Case {
-        const char* name;
-        void (*change)(ServerInfo&);
-        bool same;
-    };
-    constexpr Case cases[] = {
-        {"address", [](ServerInfo& s) { s.address = "x"; }, false},
-        {"port", [](ServerInfo& s) { s.port = 1; }, false},
-        {"userName", [](ServerInfo& s) { s.userName = "x"; }, false},
-        {"password", [](ServerInfo& s) { s.password = "x"; }, false},
-        {"text1", [](ServerInfo& s) { s.text1 = "x"; }, false},
-        {"flag1", [](ServerInfo& s) { s.flag1 = 1; }, false},
-        {"flag2", [](ServerInfo& s) { s.flag2 = 1; }, false},
-        {"text2", [](ServerInfo& s) { s.text2 = "x"; }, false},
-        {"text3", [](ServerInfo& s) { s.text3 = "x"; }, false},
-        {"text4", [](ServerInfo& s) { s.text4 = "x"; }, false},
-        {"number1", [](ServerInfo& s) { s.number1 = 1; }, false},
-        {"text6", [](ServerInfo& s) { s.text6 = "x"; }, false},
-        {"flag3", [](ServerInfo& s) { s.flag3 = 1; }, false},
-        {"number2", [](ServerInfo& s) { s.number2 = 1; }, false},
-        {"text7", [](ServerInfo& s) { s.text7 = "x"; }, false},
-        {"text8", [](ServerInfo& s) { s.text8 = "x"; }, false},
-        {"text5", [](ServerInfo& s) { s.text5 = "x"; }, true},
-        {"number3", [](ServerInfo& s) { s.number3 = 1; }, true},
-        {"text9", [](ServerInfo& s) { s.text9 = "x"; }, true},
-        {"reserved", [](ServerInfo& s) { s.reserved[0] = 1; }, true},
-        {"null as empty", [](ServerInfo& s) { s.text1 = ""; }, true},
-    };
+    using Info = ServerInfo;
     IClient* client = get();
-    for (const auto& [name, change, same] : cases) {
-        SCOPED_TRACE(name);
-        ServerInfo other = info;
-        change(other);
-        EXPECT_EQ(clientIsSameAs(client, "Remote", other), same);
-    }
+    const auto expectSame = [&](bool same, auto value, const auto& members) {
+        for (std::size_t i = 0; i < members.size(); ++i) {
+            Info other = info;
+            other.*members[i] = value;
+            EXPECT_EQ(clientIsSameAs(client, "Remote", other), same) << i << " of " << value;
+        }
+    };
+    expectSame(
+        false, "x",
+        std::array{&Info::address, &Info::userName, &Info::password, &Info::text1, &Info::text2,
+                   &Info::text3, &Info::text4, &Info::text6, &Info::text7, &Info::text8});
+    expectSame(false, 1, std::array{&Info::port, &Info::number1, &Info::number2});
+    expectSame(false, true, std::array{&Info::flag1, &Info::flag2, &Info::flag3});
+    expectSame(true, "x", std::array{&Info::text5, &Info::text9});
+    expectSame(true, 1, std::array{&Info::number3});
+    Info other = info;
+    other.reserved[0] = 1;
+    other.text1 = "";  // as null
+    EXPECT_TRUE(clientIsSameAs(client, "Remote", other));
     for (const auto& [clsid, same] : {std::pair("Remote.2", true),
                                       {"Rem", true},
                                       {"Rem.x", true},
@@ -438,7 +424,7 @@ TEST_F(Client, SurvivesAnAbortInWhichItsLastUserLetsGo) {
 }
 
 TEST_F(Client, IsSharedInAStormOfThreadsThatComeAndGo) {
-    const auto use = [this] {
+    const auto use = [this](int) {
         for (int i = 0; i < 300; ++i) {
             IClient* client = nullptr;
             ASSERT_NE(Helper::getComponentFactory("camera", "Remote.1", info, client), nullptr);
@@ -450,9 +436,7 @@ TEST_F(Client, IsSharedInAStormOfThreadsThatComeAndGo) {
             Helper::release(client);
         }
     };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) threads.emplace_back(use);
-    for (std::thread& thread : threads) thread.join();
+    together(4, use);
 }
 
 TEST_F(Client, LetsProceduresDetachThemselvesInAStormOfAborts) {
@@ -464,18 +448,16 @@ TEST_F(Client, LetsProceduresDetachThemselvesInAStormOfAborts) {
         std::atomic<int> calls{0};
     };
     IClient* client = get();
-    const auto abortOften = [client](OneShot& oneShot) {
-        for (int i = 0; i < 300; ++i) {
-            EXPECT_TRUE(client->attachStatusProc({&OneShot::note, &oneShot}));
-            client->abort(i);
-            client->detachStatusProc({&OneShot::note, &oneShot});
-        }
-        EXPECT_GT(oneShot.calls, 0);
-    };
     std::array<OneShot, 4> oneShots;  // another thread's abort may still call one that was detached
-    std::vector<std::thread> threads;
-    for (OneShot& oneShot : oneShots) threads.emplace_back(abortOften, std::ref(oneShot));
-    for (std::thread& thread : threads) thread.join();
+    together(4, [&](int number) {
+        const IClient::Proc proc(&OneShot::note, &oneShots[static_cast<std::size_t>(number)]);
+        for (int i = 0; i < 300; ++i) {
+            EXPECT_TRUE(client->attachStatusProc(proc));
+            client->abort(i);
+            client->detachStatusProc(proc);
+        }
+    });
+    for (const OneShot& one : oneShots) EXPECT_GT(one.calls, 0);
     Helper::release(client);
 }
 

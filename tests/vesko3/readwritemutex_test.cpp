@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "support/capture.h"
+#include "support/crowd.h"
 #include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/thread.h"
 
@@ -16,6 +16,7 @@ namespace {
 
 using namespace Tovra::Vesko;
 using Tovra::Testing::printed;
+using Tovra::Testing::together;
 
 constexpr unsigned int longEnough = 10'000;
 constexpr unsigned int aMoment = 30;
@@ -80,9 +81,9 @@ TEST_P(ReadWriteMutex, SaysWhenNobodyHoldsIt) {
 TEST_P(ReadWriteMutex, ExcludesInAStorm) {
     std::atomic<int> readers{0};
     int value = 0;  // what a broken exclusion tears, and the thread sanitizer watches
-    const auto storm = [&](bool writes) {
+    together(4, [&](int number) {
         for (int i = 0; i < 2'000; ++i) {
-            if (writes) {
+            if (number % 2 == 0) {
                 lock.enterWriting();
                 EXPECT_EQ(readers, 0);
                 ++value;
@@ -95,10 +96,7 @@ TEST_P(ReadWriteMutex, ExcludesInAStorm) {
             lock.leave();
             if (i % 16 == 0) std::this_thread::yield();
         }
-    };
-    std::vector<std::thread> crowd;
-    for (const bool writes : {true, false, true, false}) crowd.emplace_back(storm, writes);
-    for (std::thread& one : crowd) one.join();
+    });
     EXPECT_EQ(value, 4'000);
 }
 

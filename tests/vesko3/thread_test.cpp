@@ -7,9 +7,9 @@
 #include <atomic>
 #include <functional>
 #include <thread>
-#include <vector>
 
 #include "support/capture.h"
+#include "support/crowd.h"
 #include "support/manualclock.h"
 #include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/threadlite.h"
@@ -20,8 +20,7 @@ namespace {
 using namespace Tovra::Vesko;
 using Tovra::Testing::ManualClock;
 using Tovra::Testing::printed;
-
-constexpr int debugLevel = 6;
+using Tovra::Testing::together;
 
 // A thread whose work each test chooses. The registry must be empty again when it is gone.
 class TestThread : public CThread {
@@ -37,6 +36,14 @@ public:
     void threadProc() override {
         began.post();
         m_work(*this);
+    }
+    void begin() {
+        ASSERT_TRUE(createThread());
+        began.pend();
+    }
+    void runToItsEnd() {
+        begin();
+        while (!isThreadOver()) sleep(1);
     }
 
     CSemaphore began;
@@ -94,13 +101,10 @@ TEST(Thread, AnswersEachCallAsItsStateTells) {
         EXPECT_EQ(withoutPrefix(text), step.message);
     }
     EXPECT_TRUE(thread.isThreadOver());
-}
-
-TEST(Thread, CannotBeTerminatedBeforeItsFirstStart) {
-    TestThread thread(&untilStopped);
-    const std::string text = printed(3, [&] { EXPECT_FALSE(thread.terminateThread()); });
-    EXPECT_NE(text.find("has exited!\n"), std::string::npos);
-    EXPECT_NE(text.find("handle is null, can't be terminated\n"), std::string::npos);
+    TestThread unborn(&untilStopped);
+    EXPECT_NE(printed(3, [&] { EXPECT_FALSE(unborn.terminateThread()); })
+                  .find("handle is null, can't be terminated\n"),
+              std::string::npos);
 }
 
 TEST(Thread, RunsAgainUnderANewIdAfterItsEnd) {
@@ -111,31 +115,35 @@ TEST(Thread, RunsAgainUnderANewIdAfterItsEnd) {
     });
     EXPECT_EQ(thread.getThreadID(), -1);
     for (int run = 0; run < 3; ++run) {
-        ASSERT_TRUE(thread.createThread());
-        while (!thread.isThreadOver()) CThread::sleep(1);
+        thread.runToItsEnd();
         EXPECT_EQ(thread.getThreadID(), seen);  // kept after the end
     }
 }
 
-TEST(Thread, ThatDestroysItselfIsAskedAndEndsByReturning) {
+TEST(Thread, EndsItselfByReturningOrAtOnce) {
     bool asked = false;
     bool loopsOn = true;
-    TestThread thread([&](TestThread& self) {
+    TestThread polite([&](TestThread& self) {
         asked = self.destroyThread();
         loopsOn = self.looping();
     });
-    ASSERT_TRUE(thread.createThread());
-    while (!thread.isThreadOver()) CThread::sleep(1);
+    polite.runToItsEnd();
     EXPECT_TRUE(asked);
     EXPECT_FALSE(loopsOn);
+
+    std::atomic<bool> survived{false};
+    TestThread rash([&](TestThread& self) {
+        self.terminateThread();
+        survived = true;
+    });
+    rash.runToItsEnd();
+    EXPECT_FALSE(survived);
+    EXPECT_FALSE(CThreadManager::instance()->hasThread(rash.getThreadID()));
 }
 
 TEST(Thread, TellsItsBodysEndsAtDebugLevel) {
     TestThread thread([](TestThread&) {}, 7, 1);
-    const std::string text = printed(debugLevel, [&] {
-        thread.createThread();
-        while (!thread.isThreadOver()) CThread::sleep(1);
-    });
+    const std::string text = printed(6, [&] { thread.runToItsEnd(); });
     const std::string id = std::to_string(thread.getThreadID());
     EXPECT_EQ(text.find("ThreadBody Enter name = worker, id = " + id + ", prior = R7, stack = "),
               0U);
@@ -174,8 +182,7 @@ TEST(Thread, TakesThePrioritiesThatTheSystemAllows) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.priority);
         TestThread thread(&untilStopped, row.priority, row.policy);
-        ASSERT_TRUE(thread.createThread());
-        thread.began.pend();
+        thread.begin();
         const int id = thread.getThreadID();
         EXPECT_EQ(::sched_getscheduler(id) & ~SCHED_RESET_ON_FORK, row.scheduler);
         EXPECT_GE(::getpriority(PRIO_PROCESS, static_cast<id_t>(id)), row.atLeastNice);
@@ -224,8 +231,7 @@ TEST(Thread, IsKilledWhileAnotherStopWaitsForIt) {
             CThread::sleep(3'600'000);
         });
         for (int run = 0; run < 2; ++run) {  // what was killed can be started again
-            ASSERT_TRUE(thread.createThread());
-            thread.began.pend();
+            thread.begin();
             std::thread stopper([&] { EXPECT_TRUE(thread.destroyThread()); });
             while (thread.looping()) CThread::sleep(1);
             EXPECT_EQ(withoutPrefix(printed(3, [&] { EXPECT_TRUE(thread.terminateThread()); })),
@@ -238,18 +244,6 @@ TEST(Thread, IsKilledWhileAnotherStopWaitsForIt) {
     }
 }
 
-TEST(Thread, KillsItselfAndLeavesNothingBehind) {
-    std::atomic<bool> survived{false};
-    TestThread thread([&](TestThread& self) {
-        self.terminateThread();
-        survived = true;
-    });
-    ASSERT_TRUE(thread.createThread());
-    while (!thread.isThreadOver()) CThread::sleep(1);
-    EXPECT_FALSE(survived);
-    EXPECT_FALSE(CThreadManager::instance()->hasThread(thread.getThreadID()));
-}
-
 TEST(Thread, SurvivesStormsOfStartsAndStops) {
     std::atomic<int> bodies{0};
     std::atomic<int> starts{0};
@@ -260,50 +254,40 @@ TEST(Thread, SurvivesStormsOfStartsAndStops) {
         });
         Tovra::Vesko::setPrintLogLevel(0);
         constexpr int enough = 300;
-        const auto storm = [&](bool starter) {
+        together(4, [&](int number) {
             for (int turn = 0; starts < enough; ++turn) {
-                if (starter) {
+                if (number % 2 == 0) {
                     starts += thread.createThread() ? 1 : 0;
                 } else {
                     turn % 3 == 0 ? thread.cancelThread() : thread.destroyThread();
                     std::this_thread::yield();
                 }
             }
-        };
-        std::vector<std::thread> crowd;
-        for (int i = 0; i < 4; ++i) crowd.emplace_back(storm, i % 2 == 0);
-        for (std::thread& one : crowd) one.join();
+        });
         Tovra::Vesko::setPrintLogLevel(3);
     }
     EXPECT_EQ(bodies, starts);  // no body is lost, and none comes from nowhere
 }
 
-TEST(ThreadLite, RunsItsDelegateOncePerStart) {
-    static std::atomic<int> s_calls{0};
-    CThreadLite thread(
-        +[](CThreadLite&) { ++s_calls; }, nullptr, 64, 0, 0);
-    for (int run = 1; run <= 2; ++run) {
-        ASSERT_TRUE(thread.createThread());
-        while (!thread.isThreadOver()) CThread::sleep(1);
-        EXPECT_EQ(s_calls, run);
-    }
-}
-
-TEST(ThreadLite, StopsALoopingDelegateAsItEnds) {
+TEST(ThreadLite, RunsItsDelegateOncePerStartAndStopsItAsItEnds) {
     static CSemaphore s_began;
-    static std::atomic<bool> s_ended{false};
+    static std::atomic<int> s_ends{0};
     {
         CThreadLite thread(
             +[](CThreadLite& self) {
                 s_began.post();
                 while (self.looping()) CThread::sleep(1);
-                s_ended = true;
+                ++s_ends;
             },
-            "loop", 64, 0, 0);
+            nullptr, 64, 0, 0);
+        ASSERT_TRUE(thread.createThread());
+        s_began.pend();
+        EXPECT_TRUE(thread.destroyThread());
+        EXPECT_EQ(s_ends, 1);
         ASSERT_TRUE(thread.createThread());
         s_began.pend();
     }
-    EXPECT_TRUE(s_ended);
+    EXPECT_EQ(s_ends, 2);
 }
 
 TEST(ThreadManager, DumpsTheYoungestFirstBehindTheMainThread) {
@@ -322,10 +306,7 @@ TEST(ThreadManager, DumpsTheYoungestFirstBehindTheMainThread) {
     };
     EXPECT_EQ(dump(), head + row("Main", -1, 64, "Normal") + "\n");
     CThreadManager::instance()->registerMainThread();
-    for (TestThread* thread : {&first, &second}) {
-        ASSERT_TRUE(thread->createThread());
-        thread->began.pend();
-    }
+    for (TestThread* thread : {&first, &second}) thread->begin();
     second.setTimeout(-5);
     const std::string main = row("Main", CThread::getCurrentThreadID(), 64, "Normal");
     EXPECT_EQ(dump(),
@@ -343,10 +324,7 @@ TEST(ThreadManager, ReportsWhoLetItsDeadlinePass) {
     });
     TestThread second(&untilStopped);
     second.setThreadName("b");
-    for (TestThread* thread : {&first, &second}) {
-        ASSERT_TRUE(thread->createThread());
-        thread->began.pend();
-    }
+    for (TestThread* thread : {&first, &second}) thread->begin();
     armed.pend();
     const auto entry = [](const char* name, int id) {
         return name + std::string("(").append(std::to_string(id)).append(")").substr(0, 7);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/capture.h"
+#include "support/crowd.h"
 #include "support/manualclock.h"
 #include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/threadmanager.h"
@@ -25,6 +26,7 @@ namespace {
 using namespace Tovra::Vesko;
 using Tovra::Testing::ManualClock;
 using Tovra::Testing::printed;
+using Tovra::Testing::together;
 
 // A callback that counts its calls, and may hold its worker until it is let on.
 struct Calls {
@@ -68,7 +70,8 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
         std::atomic<int> running{0};
         std::atomic<int>& inside;
     };
-    const auto storm = [&](unsigned int seed) {
+    together(4, [&](int number) {
+        const auto seed = static_cast<unsigned int>(number) * 1000;
         for (unsigned int turn = seed; turn < seed + 150; ++turn) {
             Busy busy(inside);
             std::thread other([&] { busy.timer.start({&Busy::call, &busy}, 0, 1, turn, 5); });
@@ -77,10 +80,7 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
             other.join();
             if (turn % 4 == 0) CThread::sleep(1);
         }
-    };
-    std::vector<std::thread> threads;
-    for (unsigned int i = 0; i < 4; ++i) threads.emplace_back(storm, i * 1000);
-    for (std::thread& thread : threads) thread.join();
+    });
     EXPECT_GT(inside, 0);
 }
 
@@ -120,8 +120,15 @@ protected:
         pass(early);
         EXPECT_EQ(calls.count, callsBefore);
         pass(late - early);
-        ASSERT_EQ(calls.began.pend(10'000), 0);
+        awaitCall();
         EXPECT_EQ(calls.count, callsBefore + 1);
+    }
+
+    void awaitCall() { ASSERT_EQ(calls.began.pend(10'000), 0); }
+
+    void awaitWholeCall() {
+        awaitCall();
+        waitUntilIdle();
     }
 
     void waitUntilIdle() {
@@ -144,24 +151,19 @@ TEST_F(Timer, CallsOnceBehindItsDelay) {
     pass(1000);
     waitUntilIdle();
     EXPECT_EQ(calls.count, 1);
-}
-
-TEST_F(Timer, CallsAtOnceWithoutDelay) {
-    EXPECT_TRUE(timer.start(calls.proc(), 0, 0, 1, 0));
+    EXPECT_TRUE(timer.start(calls.proc(), 0, 0, 1, 0));  // without delay: at once
     EXPECT_FALSE(timer.isStarted());
     EXPECT_TRUE(timer.isCalled());
-    EXPECT_EQ(calls.began.pend(10'000), 0);
+    awaitWholeCall();
 }
 
 TEST_F(Timer, KeepsItsGridAndSkipsWhatWasMissed) {
     EXPECT_TRUE(timer.start(calls.proc(), 0, 200, 0, 0));
-    ASSERT_EQ(calls.began.pend(10'000), 0);
-    waitUntilIdle();
+    awaitWholeCall();
     expectCallBetween(199, 202, 1);  // 2 behind the grid
     waitUntilIdle();
     pass(1000);  // one call for five periods
-    ASSERT_EQ(calls.began.pend(10'000), 0);
-    waitUntilIdle();
+    awaitWholeCall();
     EXPECT_EQ(calls.count, 3);
     expectCallBetween(196, 200, 3);
 }
@@ -169,7 +171,7 @@ TEST_F(Timer, KeepsItsGridAndSkipsWhatWasMissed) {
 TEST_F(Timer, QueuesNoCallWhileOneIsInFlight) {
     calls.isHeld = true;
     EXPECT_TRUE(timer.start(calls.proc(), 0, 100, 0, 0));
-    ASSERT_EQ(calls.began.pend(10'000), 0);
+    awaitCall();
     EXPECT_TRUE(timer.isRunning());
     for (int i = 0; i < 3; ++i) pass(100);
     EXPECT_FALSE(timer.start(calls.proc(), 0, 100, 0, 0));
@@ -188,8 +190,7 @@ TEST_F(Timer, MakesTheCallOfAStoppedOneShotNowWhenAsked) {
     timer.start(calls.proc(), 100, 0, 0, 0);
     EXPECT_TRUE(timer.stop(true));
     EXPECT_TRUE(timer.isCalled());
-    ASSERT_EQ(calls.began.pend(10'000), 0);
-    waitUntilIdle();
+    awaitWholeCall();
     timer.start(calls.proc(), 100, 100, 0, 0);
     EXPECT_TRUE(timer.stop(true));  // a periodic one makes none
     EXPECT_EQ(calls.count, 1);
@@ -198,7 +199,7 @@ TEST_F(Timer, MakesTheCallOfAStoppedOneShotNowWhenAsked) {
 TEST_F(Timer, WaitsForACallInFlightButNotForItself) {
     calls.isHeld = true;
     timer.start(calls.proc(), 0, 0, 0, 0);
-    ASSERT_EQ(calls.began.pend(10'000), 0);
+    awaitCall();
     std::thread releaser([&] {
         CThread::sleep(50);
         calls.mayEnd.post();
@@ -214,8 +215,7 @@ TEST_F(Timer, WaitsForACallInFlightButNotForItself) {
         EXPECT_TRUE(timer.isRunning());
     };
     timer.start(calls.proc(), 0, 100, 0, 0);
-    ASSERT_EQ(calls.began.pend(10'000), 0);
-    waitUntilIdle();
+    awaitWholeCall();
     EXPECT_FALSE(timer.isStarted());
 }
 
@@ -252,7 +252,7 @@ TEST_F(Timer, ShowsAndReportsALongCall) {
     timer.start(calls.proc(), 10, 10'000, 0, 1000);
     timer.enableStat(true);
     pass(15);
-    ASSERT_EQ(calls.began.pend(10'000), 0);
+    awaitCall();
     CString names;
     CThreadManager::instance()->getTimeOutThreads(names);
     EXPECT_EQ(names.find("a timer"), CString::npos);
@@ -266,8 +266,7 @@ TEST_F(Timer, ShowsAndReportsALongCall) {
     EXPECT_NE(dump().find("  10000      0/  1000 Idle\n"), std::string::npos);
     calls.action = [this] { clock.step(5'500'000); };
     pass(9000);
-    ASSERT_EQ(calls.began.pend(10'000), 0);
-    waitUntilIdle();
+    awaitWholeCall();
     EXPECT_NE(dump().find("        1505  10000      0/"), std::string::npos);
 }
 
