@@ -1,5 +1,6 @@
 #include "vesko/utils/ip.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "vesko/utils/string.h"
@@ -9,7 +10,9 @@ namespace Tovra::Utils {
 
 char* ipToString(IpAddress ip, char* str, unsigned int size) {
     const auto part = [ip](int shift) { return static_cast<int>(ip.value >> shift & 255); };
-    snprintf_x(str, static_cast<int>(size), "%d.%d.%d.%d", part(24), part(16), part(8), part(0));
+    constexpr unsigned int enough = 16;
+    snprintf_x(str, static_cast<int>(std::min(size, enough)), "%d.%d.%d.%d", part(24), part(16),
+               part(8), part(0));
     return str;
 }
 

@@ -22,13 +22,15 @@ VESKO_PRINTF(3, 0)
 int formatTight(char* dest, std::size_t size, const char* format, std::va_list arguments) {
     std::va_list again;
     va_copy(again, arguments);
-    const int length = std::vsnprintf(dest, size, format, arguments);
+    int length = std::vsnprintf(dest, size, format, arguments);
     if (length >= 0 && static_cast<std::size_t>(length) >= size && size > 0) {
         // The runtime library's zero took the place of a character: it is fetched once more.
         const std::unique_ptr<char[]> text(new (std::nothrow) char[size + 1]);
         if (text != nullptr) {
             static_cast<void>(std::vsnprintf(text.get(), size + 1, format, again));
             dest[size - 1] = text[size - 1];
+        } else {
+            length = -1;
         }
     }
     va_end(again);
@@ -57,8 +59,8 @@ int compareIgnoringCase(const char* a, const char* b) {
 
 }  // namespace
 
-int (*const snprintf)(char*, std::size_t, const char*, ...) = &formatUnended;
-int (*const stricmp)(const char*, const char*) = &compareIgnoringCase;
+int (*snprintf)(char*, std::size_t, const char*, ...) = &formatUnended;
+int (*stricmp)(const char*, const char*) = &compareIgnoringCase;
 
 unsigned int strncat(char* dest, unsigned int destSize, const char* src, unsigned int count) {
     const std::size_t length = std::strlen(dest);

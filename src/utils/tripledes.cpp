@@ -121,16 +121,9 @@ struct CBCEnDeCryptOp {
 template <std::size_t BlockSize, class Fn, class Op>
 void en_de_crypt(Fn cipher, const unsigned char* iv, unsigned char* dst, const unsigned char* src,
                  std::size_t size) {
-    if (src == nullptr) {
-        Vesko::logError("en_de_crypt(): src is NULL!!\n");
-        return;
-    }
-    if (dst == nullptr) {
-        Vesko::logError("en_de_crypt(): dst is NULL!!\n");
-        return;
-    }
     const unsigned char* chain = iv;
     for (; size > 0; size -= BlockSize) {
+        assert(size >= BlockSize);
         Op::template apply<BlockSize>(cipher, dst, src, chain);
         src += BlockSize;
         dst += BlockSize;
@@ -145,12 +138,28 @@ void runBlocks(const TripleDesInternal& record, unsigned char* dst, const unsign
     run(record.cipher, record.iv, dst, src, size);
 }
 
-// All calls of the process take turns, because they share the round keys.
+bool hasBuffers(const unsigned char* dst, const unsigned char* src) {
+    if (src == nullptr) {
+        Vesko::logError("en_de_crypt(): src is NULL!!\n");
+        return false;
+    }
+    if (dst == nullptr) {
+        Vesko::logError("en_de_crypt(): dst is NULL!!\n");
+        return false;
+    }
+    return true;
+}
+
+// All calls of the process take turns, whatever they do, because they share the round keys.
+Vesko::CMutex& turns() {
+    static Vesko::CMutex& s_mutex = *new Vesko::CMutex;  // threads may outlive the static objects
+    return s_mutex;
+}
+
 template <int encrypts>
 void runWithKeys(const TripleDesInternal& record, unsigned char* dst, const unsigned char* src,
                  std::size_t size) {
-    static Vesko::CMutex& s_mutex = *new Vesko::CMutex;  // threads may outlive the static objects
-    const Vesko::CGuard guard(s_mutex);
+    const Vesko::CGuard guard(turns());
     setKeys(record, encrypts != 0);
     if (record.useIv) {
         runBlocks<CBCEnDeCryptOp<encrypts>>(record, dst, src, size);
@@ -200,7 +209,7 @@ bool CTripleDes::run(bool encrypts, unsigned char* dst, const unsigned char* src
                             encrypts ? "the" : "th", std::size_t{size}, realSize);
     }
     const auto work = encrypts ? &runWithKeys<1> : &runWithKeys<0>;
-    work(*m_internal, dst, src, realSize);
+    if (hasBuffers(dst, src)) work(*m_internal, dst, src, realSize);
     return realSize == size;
 }
 

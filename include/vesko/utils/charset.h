@@ -40,14 +40,14 @@ VESKO_API int UniTGb2312(unsigned short* src, int srcLen, char* dst, int dstLen)
 /// Converts text of code page 936 that ends with a zero to UTF-8. An undefined pair becomes U+FFFD.
 /// @param dstLen room in `dst`, all of which is set to zero first: so the text ends with a zero if
 ///               it is shorter than that. A character that does not fit is left out.
-/// @return the bytes written; 0 when a pointer is null or `src` is empty
+/// @return the bytes written; 0, with `dst` as it was, when a pointer is null or `src` is empty
 VESKO_API int Gb2312TUtf8(char* src, unsigned char* dst, int dstLen);
 
 /// Converts UTF-8 text that ends with a zero to code page 936. Bytes that are no UTF-8 are left out.
 /// @param srcLen bytes of `src` that may be read
 /// @param dst    room for `dstLen` bytes, all of which are set to zero first, and one more
 /// @return the characters converted; -1 at the first that has no code: what was before it stays in
-///         `dst`; 0 when a pointer is null or `src` is empty
+///         `dst`; 0, with `dst` as it was, when a pointer is null or `src` is empty
 VESKO_API int utf8TGb2312(unsigned char* src, char* dst, int srcLen, int dstLen);
 
 /// Decodes one character of UTF-8, in up to six bytes; of a character above U+FFFF the lower 16 bits

@@ -12,13 +12,13 @@ namespace Tovra::Utils {
 
 /// Formats like `std::snprintf`, but ends the text with a zero only if there is room left for it.
 /// It takes buffer, size and format.
-/// @return the length of the text, or -1 when it is longer than the size: as much as fits is
-///         written then
-VESKO_API extern int (*const snprintf)(char*, std::size_t, const char*, ...);
+/// @return the length of the text, or -1 when it is longer than the size, or fills it while
+///         memory is short: as much as fits is written then
+VESKO_API extern int (*snprintf)(char*, std::size_t, const char*, ...);
 
 /// Compares two texts, where the letters A to Z are the same as a to z.
 /// @return less than, equal to or greater than 0
-VESKO_API extern int (*const stricmp)(const char*, const char*);
+VESKO_API extern int (*stricmp)(const char*, const char*);
 
 /// Appends a text, or as much of it as there is room for.
 /// @param dest     a text that is shorter than `destSize`
