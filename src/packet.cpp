@@ -75,10 +75,12 @@ unsigned long CPacket::GetSize() const { return Valid() ? m_packet->capacity() :
 unsigned long CPacket::GetLength() const { return Valid() ? m_packet->size() : 0; }
 
 unsigned long CPacket::SetLength(unsigned long length) {
-    return Valid() && m_packet->resize(narrowed(length)) ? 1 : 0;
+    return length <= GetSize() && Valid() && m_packet->resize(narrowed(length)) ? 1 : 0;
 }
 
-unsigned long CPacket::GetLeft() const { return GetSize() - GetLength(); }
+unsigned long CPacket::GetLeft() const {
+    return static_cast<unsigned int>(GetSize() - GetLength());
+}
 
 unsigned long CPacket::PutBuffer(void* data, unsigned long size) {
     return Valid() ? m_packet->putBuffer(data, narrowed(size)) : 0;

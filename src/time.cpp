@@ -57,6 +57,7 @@ std::uint64_t CTime::makeTime() const {
 void CTime::breakTime(std::uint64_t time) {
     if (!Detail::fitsTimeT(time)) VESKO_DIRECT_OBJECT(logError, "CTime::breakTime overflowed!\n");
     const auto moment = static_cast<std::time_t>(time);
+    ::tzset();  // as mktime does: both ways go by one zone
     std::tm fields{};
     constexpr int lastYear = std::numeric_limits<int>::max() - 1900;
     if (::localtime_r(&moment, &fields) == nullptr || fields.tm_year > lastYear) {

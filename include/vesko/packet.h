@@ -23,7 +23,8 @@ public:
     explicit CPacket(unsigned long size);
 
     /// Makes a packet whose buffer `PutBuffer` attaches later.
-    /// @param free called with `userData` and `size` when the last handle goes; may be empty
+    /// @param free called with `userData` and `size` when the last handle goes, but only if a buffer
+    ///             was attached; may be empty
     CPacket(unsigned int size, Tovra::Vesko::TFunction2<void, void*, unsigned int> free,
             void* userData);
 
@@ -57,7 +58,8 @@ public:
     /// @return 1; 0, and nothing changes, when `length` is above the size
     unsigned long SetLength(unsigned long length);
 
-    /// @return the bytes that still fit
+    /// @return the bytes that still fit; without meaning when a buffer is attached that is longer
+    ///         than the packet was declared
     unsigned long GetLeft() const;
 
     /// Appends bytes, or attaches a buffer, as `Tovra::Memory::CPacket::putBuffer` does.

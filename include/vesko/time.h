@@ -13,7 +13,7 @@ using Tovra::Vesko::SystemTime;
 /// A plain value that owns nothing. It computes with the runtime library's `mktime` and
 /// `localtime`, so fields out of range roll over instead of being limited, and it has format
 /// settings of its own. Its fields are read as standard time: a moment in summer comes back with
-/// daylight saving applied.
+/// daylight saving applied. The zone is that of `TZ` at the moment of each call.
 /// Threads: one object belongs to one thread at a time. The format settings have no lock: set them
 /// before other threads run.
 /// Units: seconds where nothing else is said.

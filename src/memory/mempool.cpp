@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "vesko/vesko3/locks.h"
@@ -73,12 +75,19 @@ MemPoolInternal::~MemPoolInternal() {
 
 void MemPoolInternal::addChunk() {
     const std::size_t bytes = std::size_t{blockSize} * blockCount;
-    if (linksByNumber()) makeRoom(byNumber), makeRoom(byAddress);
+    const std::uint64_t numbersUsed = std::uint64_t{byNumber.size()} * blockCount;
+    if (linksByNumber()) {
+        if (numbersUsed + blockCount > std::numeric_limits<std::uint32_t>::max()) {
+            throw std::bad_alloc();
+        }
+        makeRoom(byNumber);
+        makeRoom(byAddress);
+    }
     std::unique_ptr<std::byte[]> memory(new std::byte[sizeof(Chunk) + bytes]);
     auto* const first = reinterpret_cast<unsigned char*>(memory.get() + sizeof(Chunk));
     auto* const chunk = new (memory.get()) Chunk{first, chunks, 0};
     if (linksByNumber()) {
-        chunk->firstNumber = static_cast<std::uint32_t>(byNumber.size()) * blockCount + 1;
+        chunk->firstNumber = static_cast<std::uint32_t>(numbersUsed + 1);
         byNumber.push_back(chunk);
         byAddress.insert(std::upper_bound(byAddress.begin(), byAddress.end(), first, liesBefore),
                          chunk);
@@ -119,7 +128,7 @@ std::uint32_t MemPoolInternal::numberOf(const void* block) {
     const auto behind = std::upper_bound(byAddress.begin(), byAddress.end(), block, liesBefore);
     const Chunk* const chunk = *std::prev(behind);
     const auto offset = static_cast<const unsigned char*>(block) - chunk->first;
-    return chunk->firstNumber + static_cast<std::uint32_t>(offset) / blockSize;
+    return chunk->firstNumber + static_cast<std::uint32_t>(offset / blockSize);
 }
 
 void* MemPoolInternal::numbered(std::uint32_t number) {

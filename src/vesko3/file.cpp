@@ -50,7 +50,8 @@ void removeEntries(CFileFind& search) {
         if (name == "." || name == "..") continue;
         const std::string path = search.getFilePath();
         if (search.isDirectory()) {
-            CFile::removeDirectoryRecursively(path.c_str(), true);
+            // Behind a slash, a directory of the name "*" stands for itself as well.
+            CFile::removeDirectoryRecursively((path + '/').c_str(), true);
         } else {
             CFile::remove(path.c_str());
         }
@@ -92,7 +93,7 @@ unsigned char* CFile::load(const char* path) {
     const long got = read(m_internal->m_buffer, m_internal->m_length);
     if (got == static_cast<long>(m_internal->m_length)) return m_internal->m_buffer;
     const std::string reason = Detail::errorText(errno);
-    Detail::showOpenFile(m_internal->m_file);
+    m_internal->showOpenFile();
     VESKO_DIRECT_OBJECT(logWarn, "CFile::load(): filename(%s), length(%d), ret(%d), %s\n", path,
                         static_cast<int>(m_internal->m_length), static_cast<int>(got),
                         reason.c_str());

@@ -36,7 +36,6 @@ const char* accessMode(unsigned int flags) {
 
 std::string modeOf(unsigned int flags, DirectMode direct) {
     std::string mode = accessMode(flags);
-    if (mode.empty()) return mode;
     if ((flags & CFile::flagNoInherit) != 0) mode += 'e';
     if (direct == DirectMode::allowed && (flags & CFile::flagDirect) != 0) mode += 'd';
     return mode;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "vesko/vesko3/filesystem.h"
@@ -34,6 +35,10 @@ inline int seekTo(IFileSystem& table, void* file, std::int64_t, std::int64_t off
 /// Gives a stream a buffer, and says so when that fails.
 /// @param file null when no file is open
 bool setvbuf(void* file, char* buffer, int mode, std::size_t size);
+
+/// Has the system show an open file.
+/// @param file a stream of the runtime library
+void showOpenFile(void* file);
 
 /// @return bytes written
 long writev(IFileSystem& table, void* file, const io_vec* vector, int count);
@@ -68,6 +73,7 @@ struct FileRecord {
         if (!isOpen()) return;
         m_opt->fclose(m_file);
         m_file = nullptr;
+        m_wroteLast = false;
         m_length = 0;
         m_position = 0;
         freeBuffer();
@@ -80,10 +86,12 @@ struct FileRecord {
     }
 
     std::size_t readSome(void* buffer, std::size_t size) {
+        finishWriting();
         return m_opt->fread(buffer, 1, size, m_file);
     }
 
     std::size_t writeSome(const void* buffer, std::size_t size) {
+        m_wroteLast = true;
         return m_opt->fwrite(buffer, 1, size, m_file);
     }
 
@@ -97,9 +105,13 @@ struct FileRecord {
     /// @return the new position, 0 on failure
     template <class Offset>
     Size seek(Offset offset, int whence) {
-        const Size target = targetOf(static_cast<Size>(offset), whence);
-        if (target == m_position && whence != SEEK_END) return target;
+        if (whence != SEEK_END) {
+            const std::int64_t origin = whence == SEEK_CUR ? m_position : 0;
+            if (offset > std::int64_t{std::numeric_limits<Size>::max()} - origin) return 0;
+            if (origin + offset == std::int64_t{m_position}) return m_position;
+        }
         if (seekTo(*m_opt, m_file, Size{}, offset, whence) < 0) return 0;
+        m_wroteLast = false;
         m_position = toldPosition();
         return m_position;
     }
@@ -107,6 +119,7 @@ struct FileRecord {
     /// Writes a text.
     /// @return the table's result
     int puts(const char* text) {
+        m_wroteLast = true;
         const int result = m_opt->fputs(text, m_file);
         if (result != -1) advanceBy(std::strlen(text));
         return result;
@@ -121,9 +134,16 @@ struct FileRecord {
 
     /// Reads a line.
     char* gets(char* text, int size) {
+        finishWriting();
         char* line = m_opt->fgets(text, size, m_file);
         if (line != nullptr) moveBy(std::strlen(line));
         return line;
+    }
+
+    /// Has the system show the open file, when it could not be read whole. Another table's handles
+    /// need not be streams of the runtime library.
+    void showOpenFile() {
+        if (m_opt == FileDefaultOpt::instance()) Detail::showOpenFile(m_file);
     }
 
     void moveBy(std::size_t count) {
@@ -151,11 +171,14 @@ private:
         return position < 0 ? 0 : static_cast<Size>(position);
     }
 
-    Size targetOf(Size offset, int whence) const {
-        if (whence == SEEK_CUR) return static_cast<Size>(m_position + offset);
-        if (whence == SEEK_END) return static_cast<Size>(m_length + offset);
-        return offset;
+    // A stream loses what it has to write when it is read without a flush or a move between, and a
+    // move to where it is already does not reach it.
+    void finishWriting() {
+        if (m_wroteLast) m_opt->fflush(m_file);
+        m_wroteLast = false;
     }
+
+    bool m_wroteLast = false;
 };
 
 /// The operations on paths.
@@ -167,9 +190,6 @@ bool statFS(const char* path, std::uint64_t& callerFree, std::uint64_t& total,
             std::uint64_t& totalFree);
 bool access(const char* path, int mode);
 bool stat(const char* path, FileInfo& info);
-
-/// Has the system show the open file, when it could not be read whole.
-void showOpenFile(void* file);
 
 /// @return the text of an error number
 std::string errorText(int error);

@@ -55,7 +55,7 @@ unsigned char* CLfsFile::load(const char* path) {
     }
     const std::int64_t length = m_internal->m_length;
     if (length == 0) return nullptr;
-    if (length >= s_firstTooLarge) {
+    if (length < 0 || length >= s_firstTooLarge) {
         VESKO_DIRECT_OBJECT(logError, "CLfsFile::load(): filename(%s), length(%jd) is too large\n",
                             path, static_cast<std::intmax_t>(length));
         unload();
@@ -66,7 +66,7 @@ unsigned char* CLfsFile::load(const char* path) {
     const std::int64_t got = read(m_internal->m_buffer, length);
     if (got == length) return m_internal->m_buffer;
     const std::string reason = Detail::errorText(errno);
-    Detail::showOpenFile(m_internal->m_file);
+    m_internal->showOpenFile();
     VESKO_DIRECT_OBJECT(logWarn, "CLfsFile::load(): filename(%s), length(%ju), ret(%jd), %s\n",
                         path, static_cast<std::uintmax_t>(length), static_cast<std::intmax_t>(got),
                         reason.c_str());
@@ -136,11 +136,11 @@ std::int64_t CLfsFile::getLength() {
 }
 
 char* CLfsFile::gets(char* text, std::int64_t size) {
-    if (!m_internal->isOpen()) return nullptr;
     if (size > s_largestPiece) {
         VESKO_DIRECT_OBJECT(logWarn, "Bytes need to be seeked has been over the _MAX_INT_VALUE.\n");
         return nullptr;
     }
+    if (!m_internal->isOpen()) return nullptr;
     return m_internal->gets(text, static_cast<int>(std::max<std::int64_t>(size, 0)));
 }
 
@@ -154,8 +154,8 @@ std::int64_t CLfsFile::writev(const io_vec* vector, int count) {
     return m_internal->isOpen() ? m_internal->writev(vector, count) : -1;
 }
 
-bool CLfsFile::setvbuf(char* buffer, IOMode mode, std::int64_t size) {
-    return Detail::setvbuf(m_internal->m_file, buffer, mode, static_cast<std::size_t>(size));
+bool CLfsFile::setvbuf(char* buffer, IOMode mode, unsigned int size) {
+    return Detail::setvbuf(m_internal->m_file, buffer, mode, size);
 }
 
 bool CLfsFile::resv1() { return false; }

@@ -28,7 +28,7 @@ public:
         accessReadWrite = 2,   // of a file that exists
         flagNoInherit = 0x80,  // child processes do not get it
         flagCreate = 0x1000,   // with accessReadWrite: empties the file, or makes it
-        flagKeep = 0x2000,     // keeps the content, and writes at the end
+        flagKeep = 0x2000,     // of what would empty it: keeps the content, and writes at the end
         flagDirect = 0x10000   // handed to the table; the default one ignores it
     };
 
@@ -54,6 +54,7 @@ public:
     /// @return its content, valid until `unload`, `close` or the end of the object; what is loaded
     ///         already; null when the file cannot be opened, is empty (it is then open), or cannot be
     ///         read
+    /// @pre the file is smaller than 4 GiB
     virtual unsigned char* load(const char* path);
 
     /// Closes the file and frees what was loaded.
@@ -72,7 +73,7 @@ public:
     virtual void flush();
 
     /// Moves the position. A move to where it is already costs nothing, but for `seekEnd`.
-    /// @return the new position; 0, with the position as it was, on failure
+    /// @return the new position; 0, with the position as it was, on failure and for one beyond 32 bits
     virtual unsigned int seek(long offset, SeekPosition whence);
 
     /// @return 0 when no file is open
@@ -124,7 +125,8 @@ public:
     /// @return false when the directory itself was not made, also because it exists
     static bool makeDirectoryRecursively(const char* path);
 
-    /// Removes what is in a directory, and the directory. It never follows a symbolic link.
+    /// Removes what is in a directory, and the directory. Of a symbolic link in it the link
+    /// alone is removed; one that `path` itself names is followed.
     /// @param path       a directory, also with '/' or "/" and '*' behind it
     /// @param removeSelf false keeps the directory itself
     /// @return true when the directory is gone, or was to be kept; entries that resist are only seen

@@ -25,7 +25,7 @@ public:
         accessReadWrite = 2,   // of a file that exists
         flagNoInherit = 0x80,  // child processes do not get it
         flagCreate = 0x1000,   // with accessReadWrite: empties the file, or makes it
-        flagKeep = 0x2000,     // keeps the content, and writes at the end
+        flagKeep = 0x2000,     // of what would empty it: keeps the content, and writes at the end
     };
 
     enum SeekPosition { seekBegin = 0, seekCurrent = 1, seekEnd = 2 };
@@ -97,7 +97,7 @@ public:
     /// Gives the stream a buffer of the caller's, who keeps it until the file is closed. To be called
     /// before anything is read or written.
     /// @return false when no file is open or the runtime library refused
-    virtual bool setvbuf(char* buffer, IOMode mode, std::int64_t size);
+    virtual bool setvbuf(char* buffer, IOMode mode, unsigned int size);
 
     // Reserved: false.
     virtual bool resv1();

@@ -70,7 +70,7 @@ struct PrintOptions {
     unsigned char noFile;            // leave out the file
     unsigned char noLine;            // leave out the line
     unsigned char withDate;          // put the date before the time
-    unsigned char withMilliseconds;  // give the time of day in milliseconds
+    unsigned char withMilliseconds;  // add milliseconds to the time of day
     unsigned char tagged;        // mark each element by a letter: "|T:...M:module|V:version|..."
     unsigned char reserved[20];  // kept and handed back
 };

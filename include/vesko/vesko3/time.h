@@ -47,7 +47,8 @@ struct UTCTimeDef {
 /// public, and what is written there stays as it is until an operation normalises a copy.
 /// Threads: one object belongs to one thread at a time; any thread may call the static operations.
 /// Units: seconds where nothing else is said. Zones are fixed offsets: daylight saving is not
-/// applied.
+/// applied. The local zone is the runtime library's; once it was read, a change of `TZ` counts from
+/// the next call of `tzset` on.
 class VESKO_API CTime : public SystemTime {
 public:
     /// Order of a date's parts: y year, m month, d day.
@@ -56,8 +57,10 @@ public:
     /// What `format` takes from the pattern instead of the process-wide setting; may be joined.
     enum FormatFlags {
         formatSeparator = 1,  // "-", "." and "/" are written as they stand
-        formatDateOrder = 2,  // the order in which the first "y", "M" and "d" stand
-        formatHourMode = 4    // 12 hours if there is an "h", else 24
+        // The order in which the first "y", "M" and "d" stand; without one that is known year, month,
+        // day, and a line in the log.
+        formatDateOrder = 2,
+        formatHourMode = 4  // 12 hours if there is an "h", else 24
     };
 
     static const CTime minTime;  // 2000-01-01 00:00:00: the clock is never set to less
@@ -86,7 +89,8 @@ public:
     /// @return seconds since 1970-01-01 00:00:00 UTC, the fields being local time
     std::uint64_t makeTime() const;
 
-    /// Sets all fields but `isdst` to the local time of a moment. The year is not limited.
+    /// Sets all fields but `isdst` to the local time of a moment. The year is not limited, but dates
+    /// are right up to 2099 alone, and a local time before 1970 has no meaning.
     /// @param time seconds since 1970-01-01 00:00:00 UTC
     void breakTime(std::uint64_t time);
 
@@ -111,8 +115,9 @@ public:
     /// Writes the time under a pattern of letters.
     ///
     /// Each run of "y", "M" or "d" is a slot for the next part of the date, in date order; the
-    /// number of letters of a kind in the whole pattern tells the digits of its part (one or two;
-    /// four for more than two "y"). A kind without a letter has no part. A fourth run writes
+    /// number of letters of a kind in the whole pattern tells the digits of its part: of a year two
+    /// for one or two letters and four for more, of month and day at least one or, from two letters
+    /// on, two. A kind without a letter has no part. A fourth run writes
     /// nothing. Runs of "H" or "h", of "m" and of "s" write hour, minute and second, with a leading
     /// zero from two letters on. A run of "t" writes AM or PM, or, with 24 hours, takes the blanks
     /// before it away. "-", "." and "/" write the separator; anything else stands for itself.

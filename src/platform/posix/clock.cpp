@@ -93,8 +93,8 @@ bool setLocalTime(const SYSTEMTIME& time) {
 }
 
 TIME_ZONE_INFORMATION timeZoneInformation() {
-    // Once, as localtime_r does it: a later change of the environment counts from the program's own
-    // call of tzset on.
+    // Once, as localtime_r does it: a later change of the environment counts from the next call of
+    // tzset on, by the program or by what converts local time for it.
     static const bool s_zoneRead = (::tzset(), true);
     static_cast<void>(s_zoneRead);
     return {static_cast<std::int32_t>(::timezone / 60)};
