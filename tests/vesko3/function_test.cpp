@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <thread>
 
@@ -14,6 +15,8 @@ using namespace Tovra::Vesko;
 using Tovra::Testing::printed;
 using Delegate = TFunction1<int, int>;
 
+auto listOf(auto... each) { return std::array{each...}; }
+
 int twice(int value) { return 2 * value; }
 int thrice(int value) { return 3 * value; }
 
@@ -24,7 +27,11 @@ struct Base {
     int addNoexcept(int value) noexcept { return value + 200 + offset; }
     virtual int which(int) { return 1; }
     int reuse(int) { return static_cast<int>(getCurrentFunctionReuse()); }
+    void five(void*, const std::string& text, int& count, std::string&& moved, char letter) {
+        seen = text + moved + letter + std::to_string(++count);
+    }
     int offset = 5;
+    std::string seen;
 };
 struct Padding {
     virtual ~Padding() = default;
@@ -44,20 +51,15 @@ TEST(Delegate, CallsWhatItNamesWithoutAllocating) {
     Derived derived;
     Virtual virtualBase;
     const std::size_t before = Tovra::Testing::allocationCount();
-    const Delegate delegates[] = {Delegate(&twice),
-                                  Delegate(&Base::add, &base),
-                                  Delegate(&Base::addConst, &base),
-                                  Delegate(&Base::addConst, &constant),
-                                  Delegate(&Base::addNoexcept, &base),
-                                  Delegate(&Base::which, &base),
-                                  Delegate(&Base::which, static_cast<Base*>(&derived)),
-                                  Delegate(&Base::add, &derived),
-                                  Delegate(&Base::which, &derived),
-                                  Delegate(&Virtual::own, &virtualBase),
-                                  Delegate(&Base::add, &base, 16),
-                                  Delegate(&Base::addConst, &base, 17)};
-    constexpr int results[] = {2, 6, 106, 106,  206, 1,
-                               2, 6, 2,   1006, 6,   106};  // for the argument 1
+    const auto delegates =
+        listOf(Delegate(&twice), Delegate(&Base::add, &base), Delegate(&Base::addConst, &base),
+               Delegate(&Base::addConst, &constant), Delegate(&Base::addNoexcept, &base),
+               Delegate(&Base::which, &base), Delegate(&Base::which, static_cast<Base*>(&derived)),
+               Delegate(&Base::add, &derived), Delegate(&Base::which, &derived),
+               Delegate(&Virtual::own, &virtualBase), Delegate(&Base::add, &base, 16),
+               Delegate(&Base::addConst, &base, 17));
+    // For the argument 1.
+    constexpr int results[] = {2, 6, 106, 106, 206, 1, 2, 6, 2, 1006, 6, 106};
     for (std::size_t i = 0; i < std::size(delegates); ++i) {
         Delegate copy;
         copy = delegates[i];
@@ -67,38 +69,24 @@ TEST(Delegate, CallsWhatItNamesWithoutAllocating) {
     EXPECT_EQ(Tovra::Testing::allocationCount(), before);
 }
 
-struct Collector {
-    void five(void*, const std::string& text, int& count, std::string&& moved, char letter) {
-        seen = text + moved + letter + std::to_string(++count);
-    }
-    std::string seen;
-};
-
 TEST(Delegate, TakesAnyNumberAndKindOfArguments) {
-    Collector collector;
+    Base collector;
     int count = 0;
-    TFunction5<void, void*, const std::string&, int&, std::string&&, char>(
-        &Collector::five, &collector)(nullptr, "a", count, "b", 'c');
+    TFunction5<void, void*, const std::string&, int&, std::string&&, char>(&Base::five, &collector)(
+        nullptr, "a", count, "b", 'c');
     EXPECT_TRUE(collector.seen == "abc1" && count == 1);
 }
 
 TEST(Delegate, IsEqualWhenItNamesTheSame) {
-    Base one;
-    Base other;
+    Base one, other;
     const Delegate any(&Base::add, &one, 0xFFFFFFFF);
-    const Delegate all[] = {Delegate(&Base::add, &one, 16),
-                            Delegate(&Base::add, &one, 17),
-                            Delegate(&Base::add, &one, 0xFFFFFFFE),
-                            Delegate(&Base::add, &other, 16),
-                            Delegate(&Base::addConst, &one, 16),
-                            Delegate(&Base::add, &one),
-                            Delegate(&Base::add, &other),
-                            Delegate(&Base::addConst, &one),
-                            Delegate(&Base::add, &one, 3),
-                            Delegate(&Base::add, &one, 4),
-                            Delegate(),
-                            Delegate(&twice),
-                            Delegate(&thrice)};
+    const auto all =
+        listOf(Delegate(&Base::add, &one, 16), Delegate(&Base::add, &one, 17),
+               Delegate(&Base::add, &one, 0xFFFFFFFE), Delegate(&Base::add, &other, 16),
+               Delegate(&Base::addConst, &one, 16), Delegate(&Base::add, &one),
+               Delegate(&Base::add, &other), Delegate(&Base::addConst, &one),
+               Delegate(&Base::add, &one, 3), Delegate(&Base::add, &one, 4), Delegate(),
+               Delegate(&twice), Delegate(&thrice));
     for (std::size_t i = 0; i < std::size(all); ++i) {
         EXPECT_TRUE((any == all[i]) == (i < 3) && (all[i] != any) == (i >= 3)) << i;
         EXPECT_FALSE(all[i].isReuseAny());
@@ -109,8 +97,7 @@ TEST(Delegate, IsEqualWhenItNamesTheSame) {
     EXPECT_TRUE(any == any && any.isReuseAny());
     const Delegate fromNull(static_cast<int (*)(int)>(nullptr));
     EXPECT_TRUE(fromNull == Delegate() && fromNull.empty());
-    EXPECT_TRUE(Delegate(&Base::add, &one, 3) == Delegate(&Base::which, &other, 3))
-        << "kinds without a use";
+    EXPECT_TRUE(Delegate(&Base::add, &one, 3) == Delegate(&Base::which, &other, 3)) << "unused";
 }
 
 TEST(Delegate, ReportsACallOfWhatCannotBeCalled) {
