@@ -50,6 +50,18 @@ extern constinit thread_local KillShield s_killShield
 void endIfKilled();
 }  // namespace Detail
 
+/// Puts a kill of the calling thread off for as long as the object lives: for work that takes a lock of
+/// the runtime library's, as a critical section does for the locks here.
+class KillGuard {
+public:
+    KillGuard() { Detail::s_killShield.raise(); }
+    ~KillGuard() {
+        if (Detail::s_killShield.lower()) Detail::endIfKilled();
+    }
+    KillGuard(const KillGuard&) = delete;
+    KillGuard& operator=(const KillGuard&) = delete;
+};
+
 /// @return the kernel's id of the calling thread, never 0; right in the child of a fork too. Makes
 ///         a system call only the first time on each thread.
 inline std::uint32_t GetCurrentThreadId() {

@@ -94,6 +94,7 @@ Platform::Console* console() {
 
 // What stands in the stream already must not take the new colour.
 void changeColor(std::uint16_t attributes) {
+    const Platform::KillGuard guard;
     std::fflush(stdout);
     Platform::SetConsoleTextAttribute(console(), attributes);
 }
@@ -217,6 +218,7 @@ void emitRecord(const char* text) {
         printer(text);
     } else {
         Platform::OutputDebugStringA(text);
+        const Platform::KillGuard guard;  // the stream has a lock that nobody else could open
         std::fputs(text, stdout);
     }
     // A copy, so that a proc may attach and detach.

@@ -127,6 +127,7 @@ bool RWMutexInternal::leaveSpinning() VESKO_NO_THREAD_SAFETY {
 }
 
 void RWMutexInternal::enterReadingQueued() {
+    const RWMutexInternal* const m_internal = this;  // as the assertions call it
     bool wakeOthers = false;
     {
         SectionGuard guard(stateLock);
@@ -136,7 +137,7 @@ void RWMutexInternal::enterReadingQueued() {
         } else {
             waitToRead();
         }
-        VESKO_ASSERT(HIWORD(activeWriterReaders_) == 0);
+        VESKO_ASSERT(HIWORD(m_internal->activeWriterReaders_) == 0);
     }
     if (wakeOthers) Platform::SetEvent(hReadyToRead_);
 }

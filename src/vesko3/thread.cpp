@@ -109,7 +109,7 @@ void ThreadInternal::run() {
         running = 1;
         id = CThread::getCurrentThreadID();
     }
-    manager->addThread(this);
+    ThreadManagerInternal::addThread(this);
     const int place = 0;  // shows where the thread's stack lies
     VESKO_FILTERED(debug, "ThreadBody Enter name = %s, id = %d, prior = %s%d, stack = %p \n",
                    name.copy().text, id.load(), policy == realTimePolicy ? "R" : "N", priority,
@@ -121,7 +121,7 @@ void ThreadInternal::run() {
 }
 
 void ThreadInternal::finish() {
-    manager->removeThread(this);
+    ThreadManagerInternal::removeThread(this);
     loop = false;
     running.store(0, std::memory_order_release);  // last: the destructor may free the record
 }
@@ -192,12 +192,20 @@ bool CThread::createThread() {
             return false;
         case ThreadInternal::Start::refused:
         case ThreadInternal::Start::priorityRefused:
-            VESKO_FILTERED_OBJECT(error, "create thread failed,errno=%d\n", error);
+            reportRefusedStart(error);
             return false;
         case ThreadInternal::Start::done:
             break;
     }
     return true;
+}
+
+bool CThread::startQuietly(int& error) {
+    return m_internal->start(error) == ThreadInternal::Start::done;
+}
+
+void CThread::reportRefusedStart(int error) {
+    VESKO_FILTERED_OBJECT(error, "create thread failed,errno=%d\n", error);
 }
 
 bool CThread::destroyThread() {
@@ -242,7 +250,9 @@ bool CThread::terminateThread() {
         VESKO_FILTERED_OBJECT(error, "handle is null, can't be terminated\n");
         return false;
     }
-    if (m_internal->id == getCurrentThreadID()) {
+    // The system gives the id of a thread that is over to others.
+    if (!m_internal->isOver() && m_internal->id == getCurrentThreadID()) {
+        Platform::RefuseTermination();  // another killer would finish this run a second time
         m_internal->finish();
         Platform::CloseHandle(run);
         Platform::ExitThread(0);

@@ -10,6 +10,26 @@ namespace Tovra::Vesko {
 
 namespace {
 
+/// The list itself. It is never destroyed: the last threads leave it while the process ends.
+struct ThreadList {
+    ThreadInternal* find(int id) VESKO_REQUIRES(mutex);
+
+    ThreadInternal* head VESKO_GUARDED_BY(mutex) = nullptr;
+    CMutex mutex;  // also of the links of every record in the list
+};
+
+ThreadInternal* ThreadList::find(int id) {
+    for (ThreadInternal* thread = head; thread != nullptr; thread = thread->next) {
+        if (thread->id.load(std::memory_order_relaxed) == id) return thread;
+    }
+    return nullptr;
+}
+
+ThreadList& threads() {
+    static ThreadList& s_threads = *new ThreadList;
+    return s_threads;
+}
+
 std::string nameText(const ThreadInternal& thread) { return thread.name.copy().text; }
 
 std::string row(const std::string& name, int id, int priority, const char* state) {
@@ -32,21 +52,23 @@ ThreadManagerInternal* ThreadManagerInternal::instance() {
 }
 
 bool ThreadManagerInternal::addThread(ThreadInternal* thread) {
-    CGuard guard(m_mutex);
+    ThreadList& list = threads();
+    CGuard guard(list.mutex);
     thread->prev = nullptr;
-    thread->next = m_head;
-    if (m_head != nullptr) m_head->prev = thread;
-    m_head = thread;
+    thread->next = list.head;
+    if (list.head != nullptr) list.head->prev = thread;
+    list.head = thread;
     return true;
 }
 
 bool ThreadManagerInternal::removeThread(ThreadInternal* thread) {
-    CGuard guard(m_mutex);
-    if (thread->prev == nullptr && thread != m_head) return true;  // killed before it came in
+    ThreadList& list = threads();
+    CGuard guard(list.mutex);
+    if (thread->prev == nullptr && thread != list.head) return true;  // killed before it came in
     if (thread->prev != nullptr) {
         thread->prev->next = thread->next;
     } else {
-        m_head = thread->next;
+        list.head = thread->next;
     }
     if (thread->next != nullptr) thread->next->prev = thread->prev;
     thread->prev = nullptr;
@@ -55,34 +77,38 @@ bool ThreadManagerInternal::removeThread(ThreadInternal* thread) {
 }
 
 ThreadInternal* ThreadManagerInternal::getThread(int id) {
-    CGuard guard(m_mutex);
-    return find(id);
+    ThreadList& list = threads();
+    CGuard guard(list.mutex);
+    return list.find(id);
 }
 
 std::vector<std::string> ThreadManagerInternal::rows() {
     constexpr int mainPriority = 64;
     std::vector<std::string> all{row("Main", m_mainThreadId, mainPriority, "Normal")};
-    CGuard guard(m_mutex);
-    for (const ThreadInternal* thread = m_head; thread != nullptr; thread = thread->next) {
+    ThreadList& list = threads();
+    CGuard guard(list.mutex);
+    for (const ThreadInternal* thread = list.head; thread != nullptr; thread = thread->next) {
         all.push_back(row(nameText(*thread), thread->id, thread->priority, stateText(*thread)));
     }
     return all;
 }
 
 bool ThreadManagerInternal::nameOf(int id, CString& name) {
-    CGuard guard(m_mutex);
-    const ThreadInternal* thread = find(id);
+    ThreadList& list = threads();
+    CGuard guard(list.mutex);
+    const ThreadInternal* thread = list.find(id);
     if (thread == nullptr) return false;
     name = nameText(*thread).c_str();
     return true;
 }
 
 bool ThreadManagerInternal::timedOut(CString& names) {
-    CGuard guard(m_mutex);
+    ThreadList& list = threads();
+    CGuard guard(list.mutex);
     names.clear();
     const std::uint64_t now = CTime::getCurrentMilliSecond();
     bool any = false;
-    for (ThreadInternal* thread = m_head; thread != nullptr; thread = thread->next) {
+    for (ThreadInternal* thread = list.head; thread != nullptr; thread = thread->next) {
         CGuard threadGuard(thread->mutex);
         if (!thread->isOverdue(now)) continue;
         char idText[8];  // a longer id is cut
@@ -92,13 +118,6 @@ bool ThreadManagerInternal::timedOut(CString& names) {
         any = true;
     }
     return any;
-}
-
-ThreadInternal* ThreadManagerInternal::find(int id) {
-    for (ThreadInternal* thread = m_head; thread != nullptr; thread = thread->next) {
-        if (thread->id.load(std::memory_order_relaxed) == id) return thread;
-    }
-    return nullptr;
 }
 
 }  // namespace Tovra::Vesko

@@ -25,22 +25,23 @@ public:
     ThreadManagerInternal(const ThreadManagerInternal&) = delete;
     ThreadManagerInternal& operator=(const ThreadManagerInternal&) = delete;
 
-    bool addThread(ThreadInternal* thread) VESKO_EXCLUDES(m_mutex);
+    // Of the class: a thread may come and go while the process ends, behind the registry's own end.
+    static bool addThread(ThreadInternal* thread);
 
     /// Takes a record out of the list; does nothing when it is not there.
-    bool removeThread(ThreadInternal* thread) VESKO_EXCLUDES(m_mutex);
+    static bool removeThread(ThreadInternal* thread);
 
     /// @return null when no thread has this id; otherwise a record that is safe to use only for the
     ///         thread itself
-    ThreadInternal* getThread(int id) VESKO_EXCLUDES(m_mutex);
+    ThreadInternal* getThread(int id);
 
     void setMainThread(int id) { m_mainThreadId.store(id, std::memory_order_relaxed); }
 
     /// @return the rows of the dump, that of the main thread first
     std::vector<std::string> rows() VESKO_EXCLUDES(m_mutex);
 
-    bool nameOf(int id, CString& name) VESKO_EXCLUDES(m_mutex);
-    bool timedOut(CString& names) VESKO_EXCLUDES(m_mutex);
+    bool nameOf(int id, CString& name);
+    bool timedOut(CString& names);
 
 private:
     friend class Detail::Singleton<ThreadManagerInternal>;
@@ -48,10 +49,6 @@ private:
     ThreadManagerInternal() = default;
     ~ThreadManagerInternal() = default;
 
-    ThreadInternal* find(int id) VESKO_REQUIRES(m_mutex);
-
-    ThreadInternal* m_head VESKO_GUARDED_BY(m_mutex) = nullptr;
-    CMutex m_mutex;  // also of the links of every record in the list
     std::atomic<int> m_mainThreadId{-1};
 };
 

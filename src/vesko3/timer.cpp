@@ -1,5 +1,7 @@
 #include "vesko/vesko3/timer.h"
 
+#include <algorithm>
+
 #include "vesko/vesko3/thread.h"
 #include "vesko/vesko3/timermanager.h"
 #include "vesko3/logmacros.h"
@@ -27,15 +29,10 @@ bool TimerInternal::run() {
 
 bool TimerInternal::dispatch(std::uint64_t now) {
     calledTime = now;
-    CTimerThread* worker = TimerManagerInternal::needed().getTimerThread();
+    CTimerThread* worker = TimerManagerInternal::needed().getTimerThread(name.copy().text);
     thread = worker;
-    if (worker == nullptr) {
-        VESKO_FILTERED(error, "timer '%s': no worker could be started, a call is lost\n",
-                       name.copy().text);
-        return false;
-    }
-    worker->serve(*this);
-    return true;
+    if (worker != nullptr) worker->serve(*this);
+    return worker != nullptr;
 }
 
 CTimer::CTimer(const char* name) : m_internal(new TimerInternal(name)) {
@@ -55,27 +52,37 @@ CTimer::~CTimer() {
 bool CTimer::start(TFunction1<void, unsigned long> callback, unsigned int delay,
                    unsigned int period, unsigned long param, unsigned int timeout) {
     TimerManagerInternal& manager = TimerManagerInternal::needed();
-    CRecursiveGuard guard(manager.mutex);
-    m_internal->callback = callback;
-    m_internal->nextTime = manager.now() + delay;
-    m_internal->period = period;
-    m_internal->timeout = timeout;
-    m_internal->param = param;
-    m_internal->called = false;
-    m_internal->statEnable = false;
-    if (m_internal->started) manager.removeTimer(m_internal);
-    manager.insertTimer(m_internal);
-    m_internal->started = true;
-    return delay != 0 || m_internal->run();
+    bool isServed = true;
+    {
+        CRecursiveGuard guard(manager.mutex);
+        m_internal->callback = callback;
+        m_internal->nextTime = manager.now() + delay;
+        m_internal->period = period;
+        m_internal->timeout = timeout;
+        m_internal->param = param;
+        m_internal->called = false;
+        m_internal->statEnable = false;
+        if (m_internal->started) manager.removeTimer(m_internal);
+        manager.insertTimer(m_internal);
+        m_internal->started = true;
+        if (delay == 0) isServed = m_internal->run();
+    }
+    manager.reportLostCalls();
+    return isServed;
 }
 
 bool CTimer::stop(bool callNow) {
     TimerManagerInternal& manager = TimerManagerInternal::needed();
-    CRecursiveGuard guard(manager.mutex);
-    if (!m_internal->started) return false;
-    manager.removeTimer(m_internal);
-    m_internal->started = false;
-    return m_internal->period != 0 || !callNow || m_internal->run();
+    bool isServed = true;
+    {
+        CRecursiveGuard guard(manager.mutex);
+        if (!m_internal->started) return false;
+        manager.removeTimer(m_internal);
+        m_internal->started = false;
+        if (m_internal->period == 0 && callNow) isServed = m_internal->run();
+    }
+    manager.reportLostCalls();
+    return isServed;
 }
 
 bool CTimer::stopAndWait() {
@@ -102,7 +109,8 @@ void CTimer::setPeriodTime(unsigned int period) {
     TimerManagerInternal& manager = TimerManagerInternal::needed();
     CRecursiveGuard guard(manager.mutex);
     if (m_internal->started) manager.removeTimer(m_internal);
-    m_internal->nextTime += std::uint64_t{period} - m_internal->period;
+    const std::uint64_t moved = m_internal->nextTime + period;
+    m_internal->nextTime = moved - std::min<std::uint64_t>(moved, m_internal->period);
     m_internal->period = period;
     if (m_internal->started) manager.insertTimer(m_internal);
 }

@@ -1,9 +1,11 @@
 #include "vesko3/timermanagerinternal.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "vesko/vesko3/time.h"
 #include "vesko3/assert.h"
+#include "vesko3/logmacros.h"
 #include "vesko3/singleton.h"
 #include "vesko3/timerinternal.h"
 #include "vesko3/timerthread.h"
@@ -15,20 +17,6 @@ namespace {
 constexpr int tickMilliSeconds = 10;
 
 constinit std::atomic<TimerManagerInternal*> s_manager{nullptr};
-
-void end(CTimerThread* worker) {
-    worker->cancel();
-    worker->destroyThread();
-    delete worker;
-}
-
-void endAll(CTimerThread* worker) {
-    while (worker != nullptr) {
-        CTimerThread* next = worker->next;
-        end(worker);
-        worker = next;
-    }
-}
 
 std::string row(const TimerInternal& timer, std::uint64_t now) {
     const bool isRunning = timer.thread != nullptr;
@@ -73,10 +61,16 @@ TimerManagerInternal::TimerManagerInternal()
 
 TimerManagerInternal::~TimerManagerInternal() {
     destroyThread();
+    while (CTimerThread* pool = takePool()) CTimerThread::endAll(pool);
+}
+
+// The whole pool. In the same hold that finds it empty the manager goes: workers that come back later
+// see that.
+CTimerThread* TimerManagerInternal::takePool() {
     CRecursiveGuard guard(mutex);
-    endAll(m_idleHead);
-    m_idleHead = nullptr;
-    s_manager.store(nullptr, std::memory_order_release);  // workers that come back later see it
+    m_idleCount = 0;
+    if (m_idleHead == nullptr) s_manager.store(nullptr, std::memory_order_release);
+    return std::exchange(m_idleHead, nullptr);
 }
 
 // From both ends at once: timers that are due soonest or last are found soon, however many there are.
@@ -104,7 +98,7 @@ bool TimerManagerInternal::removeTimer(TimerInternal* timer) {
     return true;
 }
 
-CTimerThread* TimerManagerInternal::getTimerThread() {
+CTimerThread* TimerManagerInternal::getTimerThread(const char* timerName) {
     CRecursiveGuard guard(mutex);
     if (m_idleHead != nullptr) {
         CTimerThread* worker = m_idleHead;
@@ -112,23 +106,36 @@ CTimerThread* TimerManagerInternal::getTimerThread() {
         --m_idleCount;
         return worker;
     }
-    auto* worker = new CTimerThread;
-    if (worker->createThread()) return worker;
-    delete worker;
+    auto worker = std::make_unique<CTimerThread>();
+    int error = 0;
+    if (worker->begin(error)) return worker.release();
+    m_lostCalls.push_back({std::move(worker), error, timerName});
+    m_hasLostCalls = true;
     return nullptr;
 }
 
-void TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
-    CTimerThread* surplus = nullptr;
+void TimerManagerInternal::reportLostCalls() {
+    if (!m_hasLostCalls) return;
+    std::vector<LostCall> lost;
     {
         CRecursiveGuard guard(mutex);
-        VESKO_ASSERT(pThread);
-        pThread->next = m_idleHead;
-        m_idleHead = pThread;
-        ++m_idleCount;
-        surplus = cutPool();
+        lost.swap(m_lostCalls);
+        m_hasLostCalls = false;
     }
-    endAll(surplus);
+    for (const LostCall& call : lost) {
+        call.worker->reportRefusal(call.error);
+        VESKO_FILTERED(error, "timer '%s': no worker could be started, a call is lost\n",
+                       call.timerName.c_str());
+    }
+}
+
+CTimerThread* TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
+    CRecursiveGuard guard(mutex);
+    VESKO_ASSERT(pThread);
+    pThread->next = m_idleHead;
+    m_idleHead = pThread;
+    ++m_idleCount;
+    return cutPool();
 }
 
 // The workers that were used last stay.
@@ -144,6 +151,11 @@ CTimerThread* TimerManagerInternal::cutPool() {
 }
 
 void TimerManagerInternal::tick() {
+    serveDueTimers();
+    reportLostCalls();
+}
+
+void TimerManagerInternal::serveDueTimers() {
     CRecursiveGuard guard(mutex);
     const std::uint64_t old = m_curTime;
     m_curTime = CTime::getCurrentMilliSecond();

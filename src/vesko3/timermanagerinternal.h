@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,11 +44,17 @@ public:
     bool removeTimer(TimerInternal* timer) VESKO_REQUIRES(mutex);
 
     /// Takes a worker from the pool, or makes one.
-    /// @return null when none can be started
-    CTimerThread* getTimerThread() VESKO_EXCLUDES(mutex);
+    /// @param timerName of the timer that has a call for it
+    /// @return null when none can be started: `reportLostCalls` has something to tell then
+    CTimerThread* getTimerThread(const char* timerName) VESKO_EXCLUDES(mutex);
 
-    /// Puts a worker into the pool, and ends those beyond the limit.
-    void putTimerThread(CTimerThread* pThread) VESKO_EXCLUDES(mutex);
+    /// Puts a worker into the pool.
+    /// @return the first one beyond the limit, with the others behind it: the caller ends them, with
+    ///         no lock held
+    [[nodiscard]] CTimerThread* putTimerThread(CTimerThread* pThread) VESKO_EXCLUDES(mutex);
+
+    /// Prints which calls found no worker. To be called behind the lock by whatever served timers.
+    void reportLostCalls() VESKO_EXCLUDES(mutex);
 
     /// Reads the clock and serves every timer whose time has passed: one turn of the thread's loop.
     void tick() VESKO_EXCLUDES(mutex);
@@ -63,9 +70,17 @@ public:
 private:
     friend class Detail::Singleton<TimerManagerInternal>;
 
+    struct LostCall {
+        std::unique_ptr<CTimerThread> worker;  // that could not be started
+        int error;
+        std::string timerName;
+    };
+
     TimerManagerInternal();
     void threadProc() override;
+    void serveDueTimers() VESKO_EXCLUDES(mutex);
     CTimerThread* cutPool() VESKO_REQUIRES(mutex);
+    CTimerThread* takePool() VESKO_EXCLUDES(mutex);
 
     CTimerThread* m_idleHead VESKO_GUARDED_BY(mutex) = nullptr;
     std::uint64_t m_curTime VESKO_GUARDED_BY(mutex);  // of the last tick
@@ -73,6 +88,8 @@ private:
     TimerInternal* m_timerTail VESKO_GUARDED_BY(mutex) = nullptr;
     std::atomic<int> m_limitIdle{-1};
     int m_idleCount VESKO_GUARDED_BY(mutex) = 0;
+    std::vector<LostCall> m_lostCalls VESKO_GUARDED_BY(mutex);
+    std::atomic<bool> m_hasLostCalls{false};  // read without the lock: it is hardly ever so
 };
 
 }  // namespace Tovra::Vesko

@@ -28,6 +28,16 @@ void CTimerThread::cancel() {
     m_semaphore.post();
 }
 
+void CTimerThread::endAll(CTimerThread* worker) {
+    while (worker != nullptr) {
+        CTimerThread* const following = worker->next;
+        worker->cancel();
+        worker->destroyThread();
+        delete worker;
+        worker = following;
+    }
+}
+
 void CTimerThread::threadProc() {
     while (looping()) {
         m_semaphore.pend();
@@ -51,7 +61,7 @@ void CTimerThread::callBack() {
 
 // Frees the timer, and parks. The timer may be gone as soon as the lock is left.
 bool CTimerThread::letGo() {
-    TimerManagerInternal* manager = nullptr;
+    CTimerThread* surplus = nullptr;
     {
         CRecursiveGuard guard(Detail::timerMutex());
         if (m_timer != nullptr) {
@@ -59,10 +69,11 @@ bool CTimerThread::letGo() {
             m_timer->thread = nullptr;
             m_timer = nullptr;
         }
-        manager = TimerManagerInternal::ifNeeded();
+        TimerManagerInternal* manager = TimerManagerInternal::ifNeeded();
+        if (manager == nullptr) return false;
+        surplus = manager->putTimerThread(this);  // in the same hold: it may end right behind it
     }
-    if (manager == nullptr) return false;
-    manager->putTimerThread(this);
+    endAll(surplus);
     return true;
 }
 

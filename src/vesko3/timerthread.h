@@ -16,12 +16,22 @@ public:
     CTimerThread();
     ~CTimerThread() override;
 
+    /// Starts the worker, and prints nothing.
+    /// @param error receives the system's reason for a refusal
+    bool begin(int& error) { return startQuietly(error); }
+
+    /// Prints what was the reason of a refusal.
+    void reportRefusal(int error) { reportRefusedStart(error); }
+
     /// Hands a call of a timer to this worker, which is in no pool. The caller holds the lock of the
     /// timers.
     void serve(TimerInternal& timer);
 
     /// Has the worker leave its loop when it is without work.
     void cancel();
+
+    /// Ends a worker without work and those that follow it. The caller holds no lock.
+    static void endAll(CTimerThread* worker);
 
     CTimerThread* next = nullptr;  // in the pool
 

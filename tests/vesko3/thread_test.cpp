@@ -224,24 +224,74 @@ TEST(Thread, ChecksALoadAndPassesASocketOn) {
 
 TEST(Thread, IsKilledWhileAnotherStopWaitsForIt) {
     CMutex mutex;
-    for (const bool holdsALock : {false, true}) {
-        SCOPED_TRACE(holdsALock);
-        TestThread thread([&](TestThread&) {
-            if (holdsALock) mutex.enter();
-            CThread::sleep(3'600'000);
-        });
-        for (int run = 0; run < 2; ++run) {  // what was killed can be started again
-            thread.begin();
-            std::thread stopper([&] { EXPECT_TRUE(thread.destroyThread()); });
-            while (thread.looping()) CThread::sleep(1);
-            EXPECT_EQ(withoutPrefix(printed(3, [&] { EXPECT_TRUE(thread.terminateThread()); })),
-                      "CThread::DestroyThread() thread 'worker' has been destroyed!\n");
-            stopper.join();
+    struct Row {
+        const char* what;
+        std::function<void()> work;
+        int runs;
+    };
+    const Row rows[] = {
+        {"sleeps", [] { CThread::sleep(3'600'000); }, 2},
+        // The record's lock is the runtime library's: a kill must not leave it shut.
+        {"prints",
+         [] {
+             for (;;) logWarn("on and on\n");
+         },
+         20},
+        {"holds a lock, which is nobody's for ever",
+         [&] {
+             mutex.enter();
+             CThread::sleep(3'600'000);
+         },
+         1},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        TestThread thread([&](TestThread&) { row.work(); });
+        for (int run = 0; run < row.runs; ++run) {  // what was killed can be started again
+            const std::string text = printed(3, [&] {
+                thread.begin();
+                std::thread stopper([&] { EXPECT_TRUE(thread.destroyThread()); });
+                while (thread.looping()) CThread::sleep(1);
+                EXPECT_TRUE(thread.terminateThread());
+                stopper.join();
+            });
+            EXPECT_NE(text.find("CThread::DestroyThread() thread 'worker' has been destroyed!\n"),
+                      std::string::npos);
             EXPECT_TRUE(thread.isThreadOver());
             EXPECT_FALSE(CThreadManager::instance()->hasThread(thread.getThreadID()));
-            if (holdsALock) break;  // the lock is nobody's for ever
         }
     }
+}
+
+TEST(Thread, IsFinishedByOneKillerInAStorm) {
+    std::atomic<int> beats{0};
+    std::atomic<bool> mayEnd{false};
+    CSemaphore isAtWork;
+    TestThread thread([&](TestThread&) {
+        for (isAtWork.post(); !mayEnd; CThread::sleep(1)) ++beats;
+    });
+    const auto killAndStartAnew = [&] {
+        mayEnd = false;
+        ASSERT_TRUE(thread.createThread());
+        isAtWork.pend();
+        std::thread stopper([&] { thread.destroyThread(); });
+        while (thread.looping()) std::this_thread::yield();
+        std::thread otherKiller([&] { thread.terminateThread(); });
+        thread.terminateThread();
+        const bool isStarted = thread.createThread() && isAtWork.pend(1000) == 0;
+        CThread::sleep(1);
+        const bool isOver = thread.isThreadOver();  // the other killer may have met the new run
+        const int last = beats;
+        CThread::sleep(3);
+        EXPECT_FALSE(isStarted && isOver && beats > last) << "it goes on behind its finish";
+        mayEnd = true;
+        otherKiller.join();
+        stopper.join();
+        thread.destroyThread();
+    };
+    printed(0, [&] {
+        for (int turn = 0; turn < 100; ++turn) killAndStartAnew();
+    });
 }
 
 TEST(Thread, SurvivesStormsOfStartsAndStops) {

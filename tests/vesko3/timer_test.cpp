@@ -306,6 +306,11 @@ TEST_F(Timer, KeepsNoMoreIdleWorkersThanTheLimit) {
         +[](unsigned long) { CThread::sleep(600'000); }, 0, 0, 0, 0);
     while (!leaked->isRunning()) CThread::sleep(1);
     CThread::sleep(20);
+    for (int i = 0; i < 60; ++i) {  // workers that begin and end while the managers go
+        (new CTimer("late"))
+            ->start(
+                +[](unsigned long) { CThread::sleep(5); }, 0, 0, 0, 0);
+    }
     std::exit(17);
 }
 

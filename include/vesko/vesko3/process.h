@@ -12,7 +12,8 @@ namespace Tovra::Vesko {
 /// Runs a command line and waits, without limit, until the program has ended.
 ///
 /// No shell takes part: blanks part the words, '...' and "..." keep them together, a backslash takes
-/// the next character as it is, and nothing is expanded or redirected. The program is looked for
+/// the next character as it is (but stands for itself within '...', and within "..." before all but
+/// one of "\$` and itself), and nothing is expanded or redirected. The program is looked for
 /// along PATH. It inherits the environment, the current directory and the three standard streams,
 /// but no other open file. The command goes to the log at the debug level.
 /// @param cmd at most 259 characters

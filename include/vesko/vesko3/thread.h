@@ -6,6 +6,7 @@
 
 namespace Tovra::Vesko {
 
+class CTimerThread;
 struct ThreadInternal;
 
 /// A named thread that runs the `threadProc` of a subclass.
@@ -33,7 +34,8 @@ public:
     CThread(const CThread&) = delete;
     CThread& operator=(const CThread&) = delete;
 
-    /// The thread's work, on the thread. It goes on while `looping()` says so, and then returns.
+    /// The thread's work, on the thread. It goes on while `looping()` says so, and then returns: a
+    /// thread that ends by other means, or by an exception, is never over.
     virtual void threadProc() = 0;
 
     /// Starts the thread, and clears its deadline. Blocks while an earlier run, asked to stop, is
@@ -49,7 +51,8 @@ public:
 
     /// Stops the thread by force. A live thread is killed only where `destroyThread` does not wait
     /// for it: from the thread itself, which does not return then, or while another stop is under
-    /// way. A killed thread runs no destructor, and a lock that it held may stay held for ever.
+    /// way. A killed thread runs no destructor, and a lock that it held may stay held for ever. One
+    /// that blocks all signals lives on, and is waited for, until it lets them in.
     /// @return true when the thread was killed; false, also, when it had ended or never started
     bool terminateThread();
 
@@ -75,7 +78,8 @@ public:
 
     /// Arms the watchdog: an overdue thread is reported as timed out, never stopped. See
     /// `CThreadManager::getTimeOutThreads`.
-    /// @param milliSeconds from now on; 0 disarms, a negative time is overdue at once
+    /// @param milliSeconds from now on; 0 disarms; a negative time is overdue at once, but for one
+    ///                     from before the clock's own start, which never is
     void setTimeout(int milliSeconds);
 
     /// Arms the watchdog as of a given time.
@@ -105,7 +109,11 @@ public:
     static void load(int percent);
 
 private:
+    friend class CTimerThread;
+
     void waitUntilOver();
+    bool startQuietly(int& error);
+    void reportRefusedStart(int error);
 
     ThreadInternal* m_internal;
 };

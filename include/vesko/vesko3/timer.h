@@ -49,7 +49,8 @@ public:
     /// @return true
     bool stopAndWait();
 
-    /// Changes the period. The time of the next call moves by the difference.
+    /// Changes the period. The time of the next call moves by the difference, but not to before the
+    /// clock's start.
     void setPeriodTime(unsigned int period);
 
     /// Turns the sum of running times in `CTimerManager::dumpTimers` on or off; `start` turns it off.

@@ -18,6 +18,7 @@ class TimerManagerInternal;
 /// Threads: any thread may call any operation.
 class VESKO_API CTimerManager {
 public:
+    /// The first call prints a line at trace level; a print proc that gets it must not call again.
     static CTimerManager* instance();
     CTimerManager(const CTimerManager&) = delete;
     CTimerManager& operator=(const CTimerManager&) = delete;

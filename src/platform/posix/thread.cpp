@@ -128,7 +128,7 @@ public:
             requestEnd(KillRequest::atOnce, exitCode);
             waitForState(over, INFINITE);
         }
-        return m_killed;
+        return m_killed.exchange(false);  // one killer alone may tidy up behind the thread
     }
 
     static StartedThread* current() { return s_current; }
@@ -136,7 +136,6 @@ public:
     // Ends the calling thread here and now, as if its entry had returned.
     [[noreturn]] void die(std::uint32_t exitCode) {
         m_exitCode.store(exitCode, std::memory_order_relaxed);
-        m_killed = true;
         ::siglongjmp(*m_base, 1);
     }
 
@@ -158,6 +157,7 @@ public:
             shield.setPending(true);
             return;
         }
+        m_killed = true;
         die(m_exitCode.load(std::memory_order_relaxed));
     }
 
