@@ -22,7 +22,6 @@ TEST(OldPacketManager, SelectsThePoolOnceAndTheHeaderAlways) {
     const CPacket packet(100UL);
     EXPECT_EQ(packet.GetHeaderSize(), 32U);
     IPacketManager* const manager = IPacketManager::instance();
-    EXPECT_EQ(manager, IPacketManager::instance());
     EXPECT_EQ(manager->GetBufferSize(), 0x10000U);
     EXPECT_EQ(manager->GetFreeSize(), 0x10000U - 1024U);
     const std::string direct = printed(4, [] { Memory::CPacketManager::instance()->dumpNodes(); });
@@ -37,11 +36,9 @@ TEST(OldPacketManager, SelectsThePoolOnceAndTheHeaderAlways) {
 
 TEST(OldPacket, CountsInItsOwnWords) {
     CPacket packet(100UL);
-    ASSERT_TRUE(packet.Valid());
-    EXPECT_EQ(packet.GetLength(), 100U);
     EXPECT_EQ(packet.GetSize(), 1024U);
-    EXPECT_EQ(packet.GetLeft(), packet.GetSize() - 100);
-    EXPECT_EQ(packet.SetLength(packet.GetSize() + 1), 0U);
+    EXPECT_EQ(packet.GetLeft(), 924U);
+    EXPECT_EQ(packet.SetLength(1025), 0U);
     EXPECT_EQ(packet.SetLength((1UL << 32) + 4), 0U) << "not cut to 32 bits";
     EXPECT_EQ(packet.GetLength(), 100U);
     EXPECT_EQ(packet.SetLength(1020), 1U);
@@ -61,9 +58,8 @@ TEST(OldPacket, IsInvalidWhenThereIsNoMemory) {
         EXPECT_FALSE(packet.Valid() || fixed.Valid());
         EXPECT_TRUE(packet.Invalid() && fixed.Invalid() && CPacket(fixed).Invalid());
         EXPECT_TRUE(fixed.GetBuffer() == nullptr && fixed.GetHeader() == nullptr);
-        EXPECT_EQ(fixed.GetSize() + fixed.GetLength() + fixed.GetLeft() + fixed.GetHeaderSize(),
-                  0U);
-        EXPECT_EQ(packet.SetLength(0) + packet.PutBuffer(nullptr, 0), 0U);
+        EXPECT_EQ(fixed.GetSize() + fixed.GetLength() + fixed.GetLeft(), 0U);
+        EXPECT_EQ(fixed.GetHeaderSize() + packet.SetLength(0) + packet.PutBuffer(nullptr, 0), 0U);
         packet.ClearHeader();
         EXPECT_FALSE(static_cast<Memory::CPacket>(packet).valid());
         packet = CPacket(100UL);
@@ -84,8 +80,7 @@ TEST(OldPacket, SharesItsBufferAndLetsItGo) {
         target = packet;
         CPacket fresh;
         fresh = packet;
-        CPacket& self = packet;
-        packet = self;
+        packet = *&packet;
         for (const CPacket& copy : {CPacket(packet), CPacket(kept), target, fresh}) {
             EXPECT_EQ(copy.GetBuffer(), packet.GetBuffer());
         }

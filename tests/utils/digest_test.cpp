@@ -157,11 +157,10 @@ TEST(Md5, InitDiscardsPiecesAndResults) {
 TEST(Sha1, WritesNoMoreThanADigestIntoALargerRoom) {
     Sha1 digest;
     std::string text(42, '#');
-    digest.hex(text.data(), 41);
-    EXPECT_EQ(text, std::string("da39a3ee5e6b4b0d3255bfef95601890afd80709\0#", 42));
-    text.assign(42, '#');
     digest.final(bytesOf(text), 42);
     EXPECT_EQ(text.substr(20), std::string(22, '#'));
+    digest.hex(text.data(), 41);
+    EXPECT_EQ(text, peerResult<Sha1>("") + '\0' + '#');
 }
 
 // Block by block through the portable one, against all at once.

@@ -88,10 +88,10 @@ TEST(Strncpy, EndsTheTextAndFillsWithZeros) {
 
 TEST(Strncat, GivesTheRoomAndEndsTheText) {
     const std::tuple<const char*, unsigned int, const char*, unsigned int> cases[] = {
-        {"defghijk", 10, "abcdefg", 4},
-        {"d", 10, "abcd", 4},
+        {"defgh", 9, "abcdefg", 4},
+        {"d", 9, "abcd", 4},
         {"defg", 2, "abcde", 2},
-        {"defg", 0, "abc", 0}};
+        {"d", 0, "abc", 0}};
     for (const auto& [src, count, expected, limit] : cases) {
         std::string dest("abc\0####", 8);
         EXPECT_EQ(strncat(dest.data(), 8, src, count), limit);
