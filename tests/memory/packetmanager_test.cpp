@@ -67,6 +67,7 @@ public:
     // What the pool prints when these blocks are free and every list is well linked.
     std::string dumpOf(const Lists& free) const {
         std::ostringstream text("CPacketManager: dump FreeList\n", std::ios::ate);
+        Vesko::CGuard guard(m_manager->m_mutex);
         const BufferNode* const nodes = m_manager->m_nodes;
         for (int order = 0; order < m_manager->m_orderCount; ++order) {
             std::vector<const BufferNode*> ring{&m_manager->m_lists[order]};
@@ -127,37 +128,33 @@ struct Model {
     std::map<int, std::size_t> used;  // order by first chunk
 };
 
-void followModel(PacketManagerPeer& pool, Model model) {
-    constexpr std::size_t extremes[] = {0, 0x80000000, 0xFFFFFFFF, 1ULL << 40};
-    const Lists start = model.free;
-    std::mt19937 random(20261122);
-    for (int step = 0; step < 1000 || !model.used.empty(); ++step) {
-        ASSERT_EQ(pool.dump(), pool.dumpOf(model.free));
-        ASSERT_EQ(pool->freeSize(), model.freeSize);
-        if (!model.used.empty() && (step >= 1000 || random() % 2 == 0)) {
-            pool.give(model.give(random()));
-            continue;
-        }
-        // Often just a boundary, at times near the whole pool.
-        const std::size_t most = model.chunkSize << random() % 8;
-        std::size_t size = random() % 2 == 0 ? most + 1 - random() % 3 : 1 + random() % most;
-        if (step % 16 == 0) size = extremes[random() % 4];
-        const Taken expected = model.take(size);
-        const char* const told = expected.first < 0 ? "CPacket No Free Space\n" : "";
-        ASSERT_EQ(printed(4, [&] { EXPECT_EQ(pool.take(size), expected); }), told);
-    }
-    EXPECT_EQ(pool.dump(), pool.dumpOf(start));
-}
-
 TEST(Pool, FollowsTheModelStepByStep) {
     EXPECT_EQ(Model(11, 1024).free, (Lists{{{10}, {8}, {}, {0}}}));
-    for (const unsigned int chunkSize : {1024U, 4096U}) {
-        for (const int count : {0, 1, 2, 3, 6, 7, 11, 64, 100}) {
-            SCOPED_TRACE(testing::Message() << count << " chunks of " << chunkSize);
-            PacketManagerPeer pool(CPacketManager::policyPool,
-                                   Pool{static_cast<unsigned int>(count) * chunkSize, chunkSize});
-            followModel(pool, Model(count, chunkSize));
+    constexpr std::size_t extremes[] = {0, 0x80000000, 0xFFFFFFFF, 1ULL << 40};
+    std::mt19937 random(20261122);
+    for (const int count : {0, 1, 2, 3, 6, 7, 11, 64, 100}) {
+        const unsigned int chunkSize = count % 2 == 0 ? 1024 : 4096;
+        SCOPED_TRACE(testing::Message() << count << " chunks of " << chunkSize);
+        PacketManagerPeer pool(CPacketManager::policyPool,
+                               Pool{static_cast<unsigned int>(count) * chunkSize, chunkSize});
+        Model model(count, chunkSize);
+        const std::string start = pool.dumpOf(model.free);
+        for (int step = 0; step < 1000 || !model.used.empty(); ++step) {
+            ASSERT_EQ(pool.dump(), pool.dumpOf(model.free));
+            ASSERT_EQ(pool->freeSize(), model.freeSize);
+            if (!model.used.empty() && (step >= 1000 || random() % 2 == 0)) {
+                pool.give(model.give(random()));
+                continue;
+            }
+            // Often just a boundary, at times near the whole pool.
+            const std::size_t most = chunkSize << random() % 8;
+            std::size_t size = random() % 2 == 0 ? most + 1 - random() % 3 : 1 + random() % most;
+            if (step % 16 == 0) size = extremes[random() % 4];
+            const Taken expected = model.take(size);
+            const char* const told = expected.first < 0 ? "CPacket No Free Space\n" : "";
+            ASSERT_EQ(printed(4, [&] { EXPECT_EQ(pool.take(size), expected); }), told);
         }
+        EXPECT_EQ(pool.dump(), start);
     }
 }
 
@@ -206,11 +203,13 @@ TEST(Operator, GivesThePoolOneBlockWithRoomToAlignAndCopiesWithinItAlone) {
         const auto build = [&] {
             pool.emplace(CPacketManager::policyPoolData, Pool{6 * 1024}, &s_noted);
         };
-        std::ostringstream told;
-        told << "CPacketManager: malloc total(6144) pagesize(1024)blockCount (6) ManagermentSize("
-             << 9 * sizeof(BufferNode) << ")\n                AddrRange("
-             << static_cast<void*>(first) << '-' << static_cast<void*>(first + 6144) << ")\n";
-        EXPECT_EQ(printed(4, build), told.str());
+        std::ostringstream range;
+        range << static_cast<void*>(first) << '-' << static_cast<void*>(first + 6144) << ")\n";
+        const std::string tables = std::to_string(9 * sizeof(BufferNode));
+        EXPECT_EQ(
+            printed(4, build),
+            "CPacketManager: malloc total(6144) pagesize(1024)blockCount (6) ManagermentSize(" +
+                tables + ")\n                AddrRange(" + range.str());
         EXPECT_EQ((*pool)->poolBuffer(), s_origin);
         EXPECT_EQ(pool->dump(), "CPacketManager dump: SYS Policy\n");
         char outside[16] = "outside";
@@ -245,6 +244,7 @@ TEST(Config, TakesEachSettingByItselfUntilThereIsAManager) {
     Pool shape{2048};
     CPacketManager::config(CPacketManager::policyPool, nullptr, nullptr);
     CPacketManager::config({}, nullptr, &shape);
+    s_origin = s_memory;
     CPacketManager::config({}, &s_noted, nullptr);
     PacketManagerPeer pool({});
     EXPECT_EQ(s_calls, (Calls{{s_origin, 3072}}));
@@ -278,7 +278,9 @@ TEST(PacketManagerDeathTest, StopsAtBrokenPreconditions) {
                                                    {s_noted.malloc, {}, s_noted.memcpy},
                                                    {s_noted.malloc, s_noted.free, {}}};
     for (CPacketManager::MemoryOperator& memop : incomplete) {
-        EXPECT_DEATH(CPacketManager::config({}, &memop, nullptr), "!memop->malloc.empty.*failed");
+        EXPECT_DEATH(CPacketManager::config({}, &memop, nullptr),
+                     "!memop->malloc.empty\\(\\) && !memop->free.empty\\(\\) && "
+                     "!memop->memcpy.empty\\(\\)\\) failed");
     }
     s_origin = nullptr;
     EXPECT_DEATH(PacketManagerPeer(CPacketManager::policyPool, {}, &s_noted), "m_pOriginBuffer");

@@ -58,8 +58,8 @@ void feed(auto& digest, std::string text) {
 
 std::string hexOf(const std::string& bytes) {
     std::string text;
-    for (const unsigned char byte : bytes) {
-        for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
+    for (const char byte : bytes) {
+        for (const int shift : {4, 0}) text += "0123456789abcdef"[byte >> shift & 15];
     }
     return text;
 }
