@@ -45,7 +45,7 @@ public:
         m_manager.reset();
         Internal::s_policy = CPacketManager::policySystem;
         Internal::s_parameter = {};
-        Internal::s_memoryOperator = m_defaultOperator;
+        Internal::s_memoryOperator = s_default;
         Internal::s_configurable = true;
     }
 
@@ -84,7 +84,7 @@ public:
     }
 
 private:
-    const CPacketManager::MemoryOperator m_defaultOperator = Internal::s_memoryOperator;
+    static inline const CPacketManager::MemoryOperator s_default = Internal::s_memoryOperator;
     std::unique_ptr<Internal> m_manager;
 };
 
