@@ -1,4 +1,4 @@
-// The tables by their digests, glibc as an oracle, and the way in which each function meets bad input.
+// The tables by their digests, glibc as an oracle, and how each function meets bad input.
 
 #include "vesko/utils/charset.h"
 
