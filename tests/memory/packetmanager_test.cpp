@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <array>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <list>
@@ -13,6 +12,7 @@
 #include <new>
 #include <optional>
 #include <random>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -20,20 +20,22 @@
 
 #include "memory/packetmanagerinternal.h"
 #include "support/capture.h"
+#include "support/lines.h"
 
 namespace Tovra::Memory {
 
 using Testing::printed;
-using Lists = std::vector<std::list<int>>;  // first chunks of the free blocks, by order
+using Lists = std::array<std::list<int>, 8>;  // first chunks of the free blocks, by order
+using Taken = std::pair<int, std::size_t>;    // a block's first chunk, -1 for none, and its size
+using Pool = CPacketManager::PoolParameter;
 
 /// Builds managers of its own beside the process-wide one, and looks inside them. Settings that the
 /// constructor took are put back when it ends.
 class PacketManagerPeer {
 public:
     using Internal = PacketManagerInternal;
-    using Shape = std::optional<CPacketManager::PoolParameter>;
 
-    explicit PacketManagerPeer(CPacketManager::Policy policy, Shape shape = {},
+    explicit PacketManagerPeer(CPacketManager::Policy policy, std::optional<Pool> shape = {},
                                CPacketManager::MemoryOperator* memop = nullptr) {
         Internal::config(policy, memop, shape ? &*shape : nullptr);
         m_manager.reset(new Internal);  // the constructor is this class's friend alone
@@ -43,166 +45,121 @@ public:
         m_manager.reset();
         Internal::s_policy = CPacketManager::policySystem;
         Internal::s_parameter = {};
-        Internal::s_memoryOperator = m_defaultOperator;
+        Internal::s_memoryOperator = s_default;
         Internal::s_configurable = true;
     }
 
     Internal* operator->() { return m_manager.get(); }
-    std::uint8_t* buffer() const { return m_manager->m_buffer; }
-
-    // The first chunk of the block that a request gets; -1 when there is none.
-    int take(std::size_t& size) {
-        void* const block = m_manager->allocate(size);
-        if (block == nullptr) return -1;
-        return static_cast<int>((static_cast<std::uint8_t*>(block) - buffer()) >>
-                                m_manager->m_chunkShift);
+    std::uint8_t* chunk(int number) const {
+        return m_manager->m_buffer + (std::ptrdiff_t{number} << m_manager->m_chunkShift);
     }
-    int take(std::size_t&& size) { return take(size); }
-    void give(int chunk) { m_manager->free(addressOf(chunk)); }
+    Taken take(std::size_t size) {
+        void* const block = m_manager->allocate(size);
+        if (block == nullptr) return {-1, size};
+        const std::ptrdiff_t offset = static_cast<std::uint8_t*>(block) - chunk(0);
+        return {static_cast<int>(offset >> m_manager->m_chunkShift), size};
+    }
+    void give(int number) { m_manager->free(chunk(number)); }
 
-    // Follows the lists both ways, and checks each element's links and words on the road.
-    Lists lists() {
+    std::string dump() {
+        return printed(4, [this] { m_manager->dumpNodes(); });
+    }
+    // What the pool prints when these blocks are free and every list is well linked.
+    std::string dumpOf(const Lists& free) const {
+        std::ostringstream text("CPacketManager: dump FreeList\n", std::ios::ate);
         Vesko::CGuard guard(m_manager->m_mutex);
-        Lists result(static_cast<std::size_t>(m_manager->m_orderCount));
-        std::ptrdiff_t listed = 0;
+        const BufferNode* const nodes = m_manager->m_nodes;
         for (int order = 0; order < m_manager->m_orderCount; ++order) {
-            const BufferNode* const head = &m_manager->m_lists[order];
-            for (const BufferNode* node = head->next; node != head; node = node->next) {
-                EXPECT_TRUE(node->pre->next == node && node->next->pre == node);
-                EXPECT_EQ(node->order, order + 1);
-                EXPECT_EQ(node, &m_manager->m_nodes[node->realIdx]);
-                EXPECT_EQ(node->addr, addressOf(node->realIdx));
-                result[static_cast<std::size_t>(order)].push_back(node->realIdx);
-                ++listed;
+            std::vector<const BufferNode*> ring{&m_manager->m_lists[order]};
+            for (const int i : free.at(static_cast<std::size_t>(order))) ring.push_back(nodes + i);
+            text << "BufferList id:" << order << ", order(" << order + 1 << ") head(" << ring[0]
+                 << "), headpre(" << ring.back() << ")next(" << ring[1 % ring.size()] << ")\n";
+            for (std::size_t i = 1; i < ring.size(); ++i) {
+                text << "bufflist(" << order << ")id: " << i - 1 << ", realIdx(" << ring[i] - nodes
+                     << ")self(" << ring[i] << ")order(" << order + 1 << ") pre(" << ring[i - 1]
+                     << "), next(" << ring[(i + 1) % ring.size()] << ")\n";
             }
         }
-        const BufferNode* const nodes = m_manager->m_nodes;
-        EXPECT_EQ(std::count_if(nodes, nodes + m_manager->m_blockCount,
-                                [](const BufferNode& node) { return node.order > 0; }),
-                  listed);  // no other chunk bears such a word
-        return result;
+        return text.str();
     }
 
 private:
-    std::uint8_t* addressOf(int chunk) const {
-        return buffer() + (static_cast<std::ptrdiff_t>(chunk) << m_manager->m_chunkShift);
-    }
-
-    const CPacketManager::MemoryOperator m_defaultOperator = Internal::s_memoryOperator;
+    static inline const CPacketManager::MemoryOperator s_default = Internal::s_memoryOperator;
     std::unique_ptr<Internal> m_manager;
 };
 
 namespace {
 
-CPacketManager::PoolParameter chunks(unsigned int count, unsigned int chunkSize = 1024) {
-    return {count * chunkSize, chunkSize, 4};
-}
-
 /// The pool as a list of rules, slow and plain.
-class Model {
-public:
-    Model(int count, std::size_t chunkSize) : m_chunkSize(chunkSize) {
-        while ((2 << m_top) <= count) ++m_top;
-        m_free.resize(static_cast<std::size_t>(m_top) + 1);
-        for (int order = m_top, at = 0; order >= 0; --order) {
-            if ((count - at) >> order == 0) continue;
-            list(order).push_front(at);
-            at += 1 << order;
-        }
+struct Model {
+    Model(int count, std::size_t chunk) : chunkSize(chunk) {
+        for (int i = 0; i < count; ++i) put(i, 0);
     }
-
-    int take(std::size_t& size) {
-        int want = 0;
-        while ((m_chunkSize << want) < size) ++want;
-        int found = want;
-        while (found <= m_top && list(found).empty()) ++found;
-        if (size == 0 || found > m_top) return -1;
-        int chunk = list(found).front();
-        list(found).pop_front();
-        for (; found > want; chunk += 1 << found) list(--found).push_front(chunk);
-        m_used[chunk] = want;
-        size = m_chunkSize << want;
+    void put(int chunk, std::size_t order) {
+        freeSize += chunkSize << order;
+        for (; std::erase(free[order], chunk ^ 1 << order) > 0; ++order) chunk &= ~(1 << order);
+        free[order].push_front(chunk);
+    }
+    Taken take(std::size_t size) {
+        std::size_t want = 0;
+        while ((chunkSize << want) < size) ++want;
+        std::size_t found = want;
+        while (found < free.size() && free[found].empty()) ++found;
+        if (size == 0 || found >= free.size()) return {-1, size};  // untouched on failure
+        int chunk = free[found].front();
+        free[found].pop_front();
+        for (; found > want; chunk += 1 << found) free[--found].push_front(chunk);
+        used[chunk] = want;
+        freeSize -= chunkSize << want;
+        return {chunk, chunkSize << want};
+    }
+    // Gives back one of the blocks in use.
+    int give(std::size_t number) {
+        const auto block = std::next(used.begin(), static_cast<long>(number % used.size()));
+        const auto [chunk, order] = *block;
+        used.erase(block);
+        put(chunk, order);
         return chunk;
     }
 
-    // Gives back the block in use with this number.
-    int give(std::size_t number) {
-        const auto block = std::next(m_used.begin(), static_cast<std::ptrdiff_t>(number));
-        const int given = block->first;
-        int chunk = given;
-        int order = block->second;
-        m_used.erase(block);
-        for (; order < m_top; ++order) {
-            const int buddy = chunk ^ (1 << order);
-            if (std::erase(list(order), buddy) == 0) break;
-            chunk = std::min(chunk, buddy);
-        }
-        list(order).push_front(chunk);
-        return given;
-    }
-
-    const Lists& lists() const { return m_free; }
-    std::size_t usedCount() const { return m_used.size(); }
-    std::size_t usedSize() const {
-        std::size_t size = 0;
-        for (const auto& [chunk, order] : m_used) size += m_chunkSize << order;
-        return size;
-    }
-
-private:
-    std::list<int>& list(int order) { return m_free[static_cast<std::size_t>(order)]; }
-
-    std::size_t m_chunkSize;
-    int m_top = 0;
-    Lists m_free;
-    std::map<int, int> m_used;  // order by first chunk
+    std::size_t chunkSize;
+    std::size_t freeSize = 0;
+    Lists free;
+    std::map<int, std::size_t> used;  // order by first chunk
 };
 
-void followModel(PacketManagerPeer& pool, Model& model, std::size_t chunkSize) {
+TEST(Pool, FollowsTheModelStepByStep) {
+    EXPECT_EQ(Model(11, 1024).free, (Lists{{{10}, {8}, {}, {0}}}));
     constexpr std::size_t extremes[] = {0, 0x80000000, 0xFFFFFFFF, 1ULL << 40};
     std::mt19937 random(20261122);
-    std::string told;
-    const auto run = [&] {
-        for (int step = 0; step < 2000 || model.usedCount() > 0; ++step) {
-            if (model.usedCount() > 0 && (step >= 2000 || random() % 2 == 0)) {
-                pool.give(model.give(random() % model.usedCount()));
-            } else {
-                // Often just a boundary, at times near the whole pool.
-                const std::size_t most = chunkSize << random() % 8;
-                std::size_t size =
-                    random() % 2 == 0 ? most + 1 - random() % 3 : 1 + random() % most;
-                if (step % 16 == 0) size = extremes[random() % 4];
-                std::size_t expectedSize = size;  // untouched on failure
-                const int expected = model.take(expectedSize);
-                if (expected < 0) told += "CPacket No Free Space\n";
-                ASSERT_EQ(pool.take(size), expected);
-                ASSERT_EQ(size, expectedSize);
+    for (const int count : {0, 1, 2, 3, 6, 7, 11, 64, 100}) {
+        const unsigned int chunkSize = count % 2 == 0 ? 1024 : 4096;
+        SCOPED_TRACE(testing::Message() << count << " chunks of " << chunkSize);
+        PacketManagerPeer pool(CPacketManager::policyPool,
+                               Pool{static_cast<unsigned int>(count) * chunkSize, chunkSize});
+        Model model(count, chunkSize);
+        const std::string start = pool.dumpOf(model.free);
+        for (int step = 0; step < 1000 || !model.used.empty(); ++step) {
+            ASSERT_EQ(pool.dump(), pool.dumpOf(model.free));
+            ASSERT_EQ(pool->freeSize(), model.freeSize);
+            if (!model.used.empty() && (step >= 1000 || random() % 2 == 0)) {
+                pool.give(model.give(random()));
+                continue;
             }
-            ASSERT_EQ(pool.lists(), model.lists());
-            ASSERT_EQ(pool->freeSize(), pool->bufferSize() - model.usedSize());
+            // Often just a boundary, at times near the whole pool.
+            const std::size_t most = chunkSize << random() % 8;
+            std::size_t size = random() % 2 == 0 ? most + 1 - random() % 3 : 1 + random() % most;
+            if (step % 16 == 0) size = extremes[random() % 4];
+            const Taken expected = model.take(size);
+            const char* const told = expected.first < 0 ? "CPacket No Free Space\n" : "";
+            ASSERT_EQ(printed(4, [&] { EXPECT_EQ(pool.take(size), expected); }), told);
         }
-    };
-    EXPECT_EQ(printed(4, run), told);
-}
-
-TEST(Pool, FollowsTheModelStepByStep) {
-    EXPECT_EQ(Model(11, 1024).lists(), (Lists{{10}, {8}, {}, {0}}));
-    for (const unsigned int chunkSize : {1024U, 4096U}) {
-        for (const int count : {0, 1, 2, 3, 6, 7, 11, 64, 100}) {
-            SCOPED_TRACE(testing::Message() << count << " chunks of " << chunkSize);
-            PacketManagerPeer pool(CPacketManager::policyPool,
-                                   chunks(static_cast<unsigned int>(count), chunkSize));
-            Model model(count, chunkSize);
-            const Lists start = model.lists();
-            ASSERT_EQ(pool.lists(), start);
-            followModel(pool, model, chunkSize);
-            EXPECT_EQ(pool.lists(), start);
-        }
+        EXPECT_EQ(pool.dump(), start);
     }
 }
 
 TEST(Pool, SurvivesTwoThreads) {
-    PacketManagerPeer pool(CPacketManager::policyPool, chunks(64));
+    PacketManagerPeer pool(CPacketManager::policyPool, Pool{64 * 1024});
     const auto work = [&pool](unsigned int seed) {
         std::mt19937 random(seed);
         unsigned char* blocks[8] = {};
@@ -220,168 +177,114 @@ TEST(Pool, SurvivesTwoThreads) {
     std::thread other(work, 1);
     work(2);
     other.join();
-    EXPECT_EQ(pool.lists(), (Lists{{}, {}, {}, {}, {}, {}, {0}}));
+    EXPECT_EQ(pool.dump(), pool.dumpOf(Model(64, 1024).free));
 }
 
-// What the replaced functions were asked for.
+// What the replaced functions were asked for: the block given, the destination or the block freed.
 alignas(1024) unsigned char s_memory[8 * 1024];
 unsigned char* s_origin = s_memory;  // what the pool is given
-std::vector<unsigned int> s_malloced;
-std::vector<void*> s_freed;
-int s_copies = 0;
+using Calls = std::vector<std::pair<void*, unsigned int>>;
+Calls s_calls;
 
-CPacketManager::MemoryOperator s_counted{+[](unsigned int size) -> void* {
-                                             s_malloced.push_back(size);
-                                             return s_origin;
-                                         },
-                                         +[](void* block) { s_freed.push_back(block); },
-                                         +[](void* dst, const void* src, unsigned int size) {
-                                             ++s_copies;
-                                             return std::memcpy(dst, src, size);
-                                         }};
+CPacketManager::MemoryOperator s_noted{
+    +[](unsigned int size) { return s_calls.emplace_back(s_origin, size).first; },
+    +[](void* block) { s_calls.emplace_back(block, 0); },
+    +[](void* dst, const void* src, unsigned int size) {
+        s_calls.emplace_back(dst, size);
+        return std::memcpy(dst, src, size);
+    }};
 
-TEST(Operator, GivesThePoolOneBlockWithRoomToAlign) {
+TEST(Operator, GivesThePoolOneBlockWithRoomToAlignAndCopiesWithinItAlone) {
     for (const int shift : {0, 1, 1023}) {
-        s_malloced.clear();
-        s_freed.clear();
+        s_calls.clear();
         s_origin = s_memory + shift;
-        {
-            PacketManagerPeer pool(CPacketManager::policyPoolData, chunks(6), &s_counted);
-            EXPECT_EQ(pool->poolBuffer(), s_origin);
-            EXPECT_EQ(pool.buffer(), shift == 0 ? s_memory : s_memory + 1024);
-        }
-        EXPECT_EQ(s_malloced, std::vector<unsigned int>{7 * 1024});
-        EXPECT_EQ(s_freed, std::vector<void*>{s_origin});
+        unsigned char* const first = shift == 0 ? s_memory : s_memory + 1024;
+        std::optional<PacketManagerPeer> pool;
+        const auto build = [&] {
+            pool.emplace(CPacketManager::policyPoolData, Pool{6 * 1024}, &s_noted);
+        };
+        std::ostringstream range;
+        range << static_cast<void*>(first) << '-' << static_cast<void*>(first + 6144) << ")\n";
+        const std::string tables = std::to_string(9 * sizeof(BufferNode));
+        EXPECT_EQ(
+            printed(4, build),
+            "CPacketManager: malloc total(6144) pagesize(1024)blockCount (6) ManagermentSize(" +
+                tables + ")\n                AddrRange(" + range.str());
+        EXPECT_EQ((*pool)->poolBuffer(), s_origin);
+        EXPECT_EQ(pool->dump(), "CPacketManager dump: SYS Policy\n");
+        char outside[16] = "outside";
+        EXPECT_EQ((*pool)->copy(first, outside, 8), first);
+        EXPECT_EQ((*pool)->copy(outside, first, 8), outside);
+        (*pool)->copy(first, first + 6144, 0);  // one beyond the end
+        first[6143] = 'z';
+        (*pool)->copy(first, first + 6143, 1);
+        EXPECT_EQ(*first, 'z');
+        pool.reset();
+        EXPECT_EQ(s_calls, (Calls{{s_origin, 7 * 1024}, {first, 1}, {s_origin, 0}}));
     }
-    s_origin = s_memory;
-}
-
-TEST(Operator, CopiesWithinThePoolAlone) {
-    PacketManagerPeer pool(CPacketManager::policyPool, chunks(2), &s_counted);
-    char outside[16] = "outside";
-    std::uint8_t* const first = pool.buffer();
-    std::uint8_t* const last = first + 2047;
-    EXPECT_EQ(pool->copy(first, outside, 8), first);
-    EXPECT_EQ(pool->copy(outside, first, 8), outside);
-    pool->copy(first, last + 1, 0);  // one beyond the end
-    EXPECT_EQ(s_copies, 0);
-    *last = 'z';
-    pool->copy(first, last, 1);
-    EXPECT_EQ(*first, 'z');
-    EXPECT_EQ(s_copies, 1);
-}
-
-TEST(PacketManagerLog, TellsHowItWasBuilt) {
-    EXPECT_EQ(printed(4, [] { PacketManagerPeer manager(CPacketManager::policySystem); }),
-              "CPacketManager: System Policy\n");
-    EXPECT_EQ(printed(6, [] { PacketManagerPeer manager(CPacketManager::policyNoCreate); }), "");
-    char expected[256];
-    const std::string text = printed(4, [&] {
-        PacketManagerPeer pool(CPacketManager::policyPoolData, chunks(6));
-        std::snprintf(expected, sizeof(expected),
-                      "CPacketManager: malloc total(6144) pagesize(1024)blockCount (6) "
-                      "ManagermentSize(%zu)\n                AddrRange(%p-%p)\n",
-                      9 * sizeof(BufferNode), static_cast<void*>(pool.buffer()),
-                      static_cast<void*>(pool.buffer() + 6144));
-    });
-    EXPECT_EQ(text, expected);
-}
-
-// Each address becomes a letter, in the order of their first places.
-std::string withNamedPointers(std::string text) {
-    char name = 'A';
-    for (auto at = text.find("0x"); at != std::string::npos; at = text.find("0x"), ++name) {
-        const std::string address = text.substr(at, text.find(')', at) - at);
-        for (; at != std::string::npos; at = text.find(address)) {
-            text.replace(at, address.size(), 1, name);
-        }
-    }
-    return text;
-}
-
-TEST(PacketManagerLog, DumpsByPolicy) {
-    const std::string system = "CPacketManager dump: SYS Policy\n";
-    const std::string dumps[] = {system, "", system, "", "CPacketManager: dump FreeList\n"};
-    for (const int policy : {1, 3, 4, 5}) {
-        PacketManagerPeer manager(static_cast<CPacketManager::Policy>(policy), chunks(2));
-        EXPECT_EQ(printed(4, [&] { manager->dumpNodes(); }), dumps[policy - 1]) << policy;
-    }
-    PacketManagerPeer pool(CPacketManager::policyPool, chunks(3));
-    const int first = pool.take(1);
-    const int second = pool.take(1);
-    pool.give(first);
-    const auto dump = [&] { pool->dumpNodes(); };
-    EXPECT_EQ(printed(3, dump), "");
-    EXPECT_EQ(withNamedPointers(printed(4, dump)),
-              "CPacketManager: dump FreeList\n"
-              "BufferList id:0, order(1) head(A), headpre(B)next(C)\n"
-              "bufflist(0)id: 0, realIdx(2)self(C)order(1) pre(A), next(B)\n"
-              "bufflist(0)id: 1, realIdx(0)self(B)order(1) pre(C), next(A)\n"
-              "BufferList id:1, order(2) head(D), headpre(D)next(D)\n");
-    pool.give(second);
 }
 
 // When set, the next call of operator new takes a chunk of this pool before anything else.
 PacketManagerPeer* s_drawnOn = nullptr;
-int s_drawn = -1;
+Taken s_drawn;
 
 TEST(PacketManagerLog, DumpsAPoolThatOperatorNewDrawsOn) {
-    PacketManagerPeer pool(CPacketManager::policyPool, chunks(4));
+    PacketManagerPeer pool(CPacketManager::policyPool, Pool{4 * 1024});
     const std::string text = printed(4, [&] {
         s_drawnOn = &pool;
         pool->dumpNodes();
     });
-    EXPECT_EQ(s_drawn, 3);
-    EXPECT_EQ(pool.lists(), (Lists{{2}, {0}, {}}));
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6);  // with the block that split off
-    pool.give(s_drawn);
+    EXPECT_EQ(s_drawn, Taken(3, 1024));
+    EXPECT_EQ(text, pool.dumpOf({{{2}, {0}}}));  // with the block that split off
+    pool.give(3);
 }
 
-TEST(Config, TakesEachSettingByItself) {
-    constexpr auto keep = CPacketManager::Policy{};
-    {
-        PacketManagerPeer system(keep);
-        EXPECT_EQ(PacketManagerInternal::policy(), CPacketManager::policySystem);
-    }
+TEST(Config, TakesEachSettingByItselfUntilThereIsAManager) {
+    s_calls.clear();
+    Pool shape{2048};
     CPacketManager::config(CPacketManager::policyPool, nullptr, nullptr);
-    PacketManagerPeer pool(keep);
-    EXPECT_EQ(pool->bufferSize(), 2097152U);
-    EXPECT_EQ(pool->freeSize(), 2097152U);
-    const std::string text = printed(
-        3, [] { CPacketManager::config(CPacketManager::policyNoCreate, nullptr, nullptr); });
-    EXPECT_EQ(text.find("[src/memory/packetmanagerinternal.cpp:"), 0U);
-    EXPECT_TRUE(
-        text.ends_with(", PacketManagerInternal::config() failured: "
-                       "Packet Manager has been configured!\n"));
+    CPacketManager::config({}, nullptr, &shape);
+    s_origin = s_memory;
+    CPacketManager::config({}, &s_noted, nullptr);
+    PacketManagerPeer pool({});
+    EXPECT_EQ(s_calls, (Calls{{s_origin, 3072}}));
+    const auto late = [] {
+        CPacketManager::config(CPacketManager::policySystem, nullptr, nullptr);
+    };
+    Testing::expectLines(
+        printed(3, late), "src/memory/packetmanagerinternal.cpp",
+        {"<thread> PacketManagerInternal::config() failured: Packet Manager has been configured!"});
     EXPECT_EQ(PacketManagerInternal::policy(), CPacketManager::policyPool);
 }
 
+TEST(PacketManagerLog, NamesTheSystemPolicyAndNoOther) {
+    const std::string told = printed(6, [] {
+        PacketManagerPeer(CPacketManager::policySystem)->dumpNodes();
+        PacketManagerPeer(CPacketManager::policyNoCreate)->dumpNodes();
+    });
+    EXPECT_EQ(told, "CPacketManager: System Policy\nCPacketManager dump: SYS Policy\n");
+}
+
 TEST(PacketManagerDeathTest, StopsAtBrokenPreconditions) {
-    using Pool = CPacketManager::PoolParameter;
     const std::string shape =
         "param->chunkSize >= 1024 && param->chunkSize > 0 && "
         "param->totalSize % param->chunkSize == 0\\) failed";
-    for (Pool parameter : {Pool{4096, 512, 4}, Pool{4096, 0, 4}, Pool{4097, 1024, 4}}) {
-        EXPECT_DEATH(CPacketManager::config({}, nullptr, &parameter), shape);
+    std::pair<Pool, std::string> refused[] = {
+        {{4096, 512}, shape}, {{4097, 1024}, shape}, {{4096, 1024, 3}, "alignSize >= 4\\) failed"}};
+    for (auto& [parameter, complaint] : refused) {
+        EXPECT_DEATH(CPacketManager::config({}, nullptr, &parameter), complaint);
     }
-    Pool unaligned{4096, 1024, 3};
-    EXPECT_DEATH(CPacketManager::config({}, nullptr, &unaligned),
-                 "\\(param->alignSize >= 4\\) failed");
-
-    CPacketManager::MemoryOperator incomplete[] = {s_counted, s_counted, s_counted};
-    incomplete[0].malloc = {};
-    incomplete[1].free = {};
-    incomplete[2].memcpy = {};
+    CPacketManager::MemoryOperator incomplete[] = {{{}, s_noted.free, s_noted.memcpy},
+                                                   {s_noted.malloc, {}, s_noted.memcpy},
+                                                   {s_noted.malloc, s_noted.free, {}}};
     for (CPacketManager::MemoryOperator& memop : incomplete) {
         EXPECT_DEATH(CPacketManager::config({}, &memop, nullptr),
                      "!memop->malloc.empty\\(\\) && !memop->free.empty\\(\\) && "
                      "!memop->memcpy.empty\\(\\)\\) failed");
     }
-    CPacketManager::MemoryOperator empty = s_counted;
-    empty.malloc = +[](unsigned int) -> void* { return nullptr; };
-    EXPECT_DEATH(PacketManagerPeer(CPacketManager::policyPool, {}, &empty),
-                 "NULL != m_pOriginBuffer");
-    PacketManagerPeer pool(CPacketManager::policyPool, chunks(2));
+    s_origin = nullptr;
+    EXPECT_DEATH(PacketManagerPeer(CPacketManager::policyPool, {}, &s_noted), "m_pOriginBuffer");
+    PacketManagerPeer pool(CPacketManager::policyPool);
     EXPECT_DEATH(pool.give(-1), "assertion \\(id >= 0\\) failed");
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <cctype>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -55,38 +56,29 @@ TEST(Base64, AgreesWithThePeerAndReadsWhatItWrote) {
 }
 
 TEST(Base64, StopsAtTheFirstForeignCharacter) {
-    const std::tuple<const char*, const char*, int> cases[] = {{"", "", 1},
-                                                               {"Z", "", 4},
-                                                               {"Zm", "f", 4},
-                                                               {"Zm8", "fo", 4},
-                                                               {"Zm9vY", "foo", 7},
-                                                               {"Zm9vYg==", "foob", 7},
-                                                               {"Zm9v!Zm9v", "foo", 4},
-                                                               {"Zm 9v", "f", 4},
-                                                               {"=Zm9v", "", 1},
-                                                               {"Zm9v\nYg", "foo", 4},
-                                                               {"Zm-_", "f", 4}};
-    for (const auto& [text, data, room] : cases) {
-        EXPECT_EQ(decoded(text), data) << text;
-        EXPECT_EQ(base64DecodeLen(text), room) << text;
-    }
+    const char* const cases[][2] = {
+        {"Z", ""}, {"Zm9vY", "foo"}, {"Zm9vYg==", "foob"}, {"Zm9v!Zm9v", "foo"}, {"=Zm9v", ""}};
+    for (const auto& [text, data] : cases) EXPECT_EQ(decoded(text), data);
+    EXPECT_EQ(base64DecodeLen("Zm9vY!Zm9v"), 7);
+    EXPECT_EQ(base64DecodeLen("Zm9v!Zm9v"), 4);
+    EXPECT_EQ(base64DecodeLen("=Zm9v"), 1);
     char inPlace[] = "Zm9vYmFy";
     EXPECT_EQ(base64Decode(inPlace, inPlace), 6);
     EXPECT_STREQ(inPlace, "foobar");
     for (int byte = 1; byte < 256; ++byte) {
-        const char text[] = {'Z', 'm', static_cast<char>(byte), '\0'};
+        const char text[] = {'Z', 'm', static_cast<char>(byte), '8', '\0'};
         const bool isDigit = std::isalnum(byte) != 0 || byte == '+' || byte == '/';
-        EXPECT_EQ(decoded(text).size(), isDigit ? 2U : 1U) << byte;
+        EXPECT_EQ(decoded(text).size(), isDigit ? 3U : 1U) << byte;
     }
 }
 
 TEST(Strncpy, EndsTheTextAndFillsWithZeros) {
     const std::tuple<unsigned int, const char*, unsigned int, std::string> cases[] = {
-        {4, "hello", 10, std::string("hel\0", 4)},
-        {10, "hello", 2, std::string("he\0#######", 10)},
-        {10, "he", 5, std::string("he\0\0\0\0####", 10)},
-        {1, "hello", 10, std::string("\0", 1)},
-        {4, "hello", 0, std::string("\0###", 4)}};
+        {4, "hello", 10, {"hel\0", 4}},
+        {10, "hello", 2, {"he\0#######", 10}},
+        {10, "he", 5, {"he\0\0\0\0####", 10}},
+        {1, "hello", 10, {"\0", 1}},
+        {4, "hello", 0, {"\0###", 4}}};
     for (const auto& [size, src, count, expected] : cases) {
         std::string dest(size, '#');
         EXPECT_EQ(strncpy(dest.data(), size, src, count), std::strlen(expected.c_str()));
@@ -96,10 +88,10 @@ TEST(Strncpy, EndsTheTextAndFillsWithZeros) {
 
 TEST(Strncat, GivesTheRoomAndEndsTheText) {
     const std::tuple<const char*, unsigned int, const char*, unsigned int> cases[] = {
-        {"defghijk", 10, "abcdefg", 4},
-        {"d", 10, "abcd", 4},
+        {"defgh", 9, "abcdefg", 4},
+        {"d", 9, "abcd", 4},
         {"defg", 2, "abcde", 2},
-        {"defg", 0, "abc", 0}};
+        {"d", 0, "abc", 0}};
     for (const auto& [src, count, expected, limit] : cases) {
         std::string dest("abc\0####", 8);
         EXPECT_EQ(strncat(dest.data(), 8, src, count), limit);
@@ -109,31 +101,27 @@ TEST(Strncat, GivesTheRoomAndEndsTheText) {
 }
 
 TEST(Snprintf, EndsTheTextOrNot) {
-    const std::tuple<std::size_t, int, std::string, int> unended[] = {
-        {6, 12345, std::string("12345\0", 6), 5},
-        {5, 12345, "12345", 5},
-        {4, 12345, "1234", -1},
-        {1, 12, "1", -1}};
-    for (const auto& [size, number, expected, result] : unended) {
+    // The room, the number, and the text and result of the unended form; the other ends its text.
+    const std::tuple<std::size_t, int, std::string, int, const char*> cases[] = {
+        {6, 12345, {"12345\0", 6}, 5, "12345"},
+        {5, 12345, "12345", 5, "1234"},
+        {4, 12345, "1234", -1, "123"},
+        {1, 12, "1", -1, ""}};
+    for (const auto& [size, number, unended, result, ended] : cases) {
         std::string dest(size, '#');
         EXPECT_EQ(Utils::snprintf(dest.data(), size, "%d", number), result);
-        EXPECT_EQ(dest, expected);
+        EXPECT_EQ(dest, unended);
+        const int length = snprintf_x(dest.data(), static_cast<int>(size), "%d", number);
+        EXPECT_EQ(length, static_cast<int>(std::strlen(ended)));
+        EXPECT_STREQ(dest.c_str(), ended);
     }
     EXPECT_EQ(Utils::snprintf(nullptr, 0, "%s", ""), 0);
     EXPECT_EQ(Utils::snprintf(nullptr, 0, "x"), -1);
-
-    const std::pair<int, const char*> ended[] = {{12345, "123"}, {123, "123"}, {12, "12"}};
-    for (const auto& [number, expected] : ended) {
-        char dest[5] = "####";
-        EXPECT_EQ(snprintf_x(dest, 4, "%d", number), static_cast<int>(std::strlen(expected)));
-        EXPECT_STREQ(dest, expected);
-    }
 }
 
 TEST(Stricmp, IgnoresTheCaseOfLettersAlone) {
     EXPECT_EQ(stricmp("Abc-\xC4", "aBC-\xC4"), 0);
-    EXPECT_NE(stricmp("@", "`"), 0);
-    EXPECT_NE(stricmp("[", "{"), 0);
+    EXPECT_TRUE(stricmp("@", "`") != 0 && stricmp("[", "{") != 0);
     EXPECT_LT(stricmp("abC", "abd"), 0);
     EXPECT_LT(stricmp("ab", "abc"), 0);
     EXPECT_GT(stricmp("b\xFF", "B~"), 0);
@@ -143,31 +131,24 @@ TEST(Ip, ReadsWhatThereIsAndWarnsOfTheRest) {
     const std::tuple<const char*, std::uint32_t, bool> cases[] = {
         {"192.168.1.2", 0xC0A80102, true},
         {"300.1.1.1", 0x2C010101, true},
-        {"1.2.3.4 and more", 0x01020304, true},
-        {"-1.0.0.256", 0xFF000000, true},
-        {"1.2", 0x01020000, false},
-        {"abc", 0, false},
+        {"-1.0.0.256 more", 0xFF000000, true},
         {"1.2.x.4", 0x01020000, false},
-        {"", 0, false},
         {nullptr, 0, false}};
-    for (const auto& [text, value, isWhole] : cases) {
+    for (const auto& row : cases) {
+        const char* const text = std::get<0>(row);
+        const auto read = [&] { EXPECT_EQ(stringToIp(text).value, std::get<1>(row)); };
         const std::string shown = text != nullptr ? text : "(null)";
-        SCOPED_TRACE(shown);
-        EXPECT_EQ(
-            printed(3, [text = text, value = value] { EXPECT_EQ(stringToIp(text).value, value); }),
-            isWhole ? "" : "param str " + shown + " is invalid\n");
+        EXPECT_EQ(printed(3, read), std::get<2>(row) ? "" : "param str " + shown + " is invalid\n");
     }
 }
 
 TEST(Ip, WritesAsMuchAsThereIsRoomFor) {
     IpAddress ip{};
-    ip.value = 0xC0A801FF;
+    ip.value = 0xFFFEFDFC;
     char text[16];
     EXPECT_EQ(ipToString(ip, text, 16), text);
-    EXPECT_STREQ(text, "192.168.1.255");
-    EXPECT_STREQ(ipToString(ip, text, 5), "192.");
-    ip.value = 0xFFFFFFFF;
-    EXPECT_STREQ(ipToString(ip, text, 16), "255.255.255.255");
+    EXPECT_STREQ(text, "255.254.253.252");
+    EXPECT_STREQ(ipToString(ip, text, 6), "255.2");
 }
 
 }  // namespace
