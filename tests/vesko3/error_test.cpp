@@ -31,7 +31,7 @@ TEST(ErrorMessages, AreKeptByCodeAsTextsAndStringsWhileThreadsAddOthers) {
     setErrMsg(-300, "stays");
     const char* text = getErrMsg(-300);
     const auto work = [](int first) {
-        for (int code = first; code < first + 1000; ++code) {
+        for (int code = first; code < first + 10'000; ++code) {
             for (const char* message : {"", "first", "second"}) {
                 if (code % 2 == 0) setErrMsg(code, message);
                 if (code % 2 != 0) setErrorMessage(code, CString(message));
