@@ -61,14 +61,13 @@ TEST(Waitable, ReleasesAllThatWaitAtOnceEvenWhenResetAndClosed) {
 
 TEST(Waitable, AClosedHandleEndsNoWaitEarly) {
     const HANDLE handle = CreateSemaphoreA(0, 1);
-    std::thread closer([handle] {
+    const std::jthread closer([handle] {
         std::this_thread::sleep_for(milliseconds(20));
         EXPECT_TRUE(CloseHandle(handle));
     });
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(WaitForSingleObject(handle, 100), WAIT_TIMEOUT);
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(100));
-    closer.join();
 }
 
 TEST(OwnedMutex, WakesASleeperWhenItsOwnerEnds) {

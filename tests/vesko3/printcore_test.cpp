@@ -89,6 +89,7 @@ bool once(const char* text) { return s_procs += "once: ", proc(text), detachPrin
 
 TEST(PrintCore, GivesRecordsToThePrinterInsteadAndToEveryProcInOrder) {
     setOptions(s_bare);
+    s_printer = s_procs = "";
     EXPECT_TRUE(attachPrint(&proc) && !attachPrint(&proc) && attachPrint(&once));
     setLogPrinter(&print);
     EXPECT_EQ(records(3, [] { logWarn("1\n"), logWarn("2\n"); }), "");
