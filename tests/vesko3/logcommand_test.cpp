@@ -3,6 +3,7 @@
 #include <climits>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "support/capture.h"
