@@ -85,7 +85,6 @@ TEST_F(LegacyTime, AddsSubtractsAndComparesMoments) {
     EXPECT_EQ(fieldsOf(moved += 60), "2024-3-5 14:8:9 w2");
     EXPECT_EQ(fieldsOf(moved -= 120), "2024-3-5 14:6:9 w2");
     EXPECT_EQ(moved.isdst, 7);
-
     const CTime same(SystemTime{2024, 3, 4, 6, 38, 7, 9, 5});
     EXPECT_EQ(fieldsOf(same), "2024-3-4 38:7:9 w6");
     EXPECT_TRUE(m_time < later && later > m_time && m_time <= later && later >= m_time);

@@ -33,7 +33,7 @@ TYPED_TEST_SUITE(AnyVersion, Versions);
 
 TYPED_TEST(AnyVersion, KeepsTheNumbersAndWhatFitsOfTheName) {
     const std::string letters = "abcdefghijklmnopqrstuvwxyz0123456789ABCD";
-    for (const std::size_t length : {0, 1, 30, 31, 32, 40}) {
+    for (const std::size_t length : {0U, 1U, 31U, 32U, 40U}) {
         const TypeParam version(letters.substr(0, length).c_str(), 1, -2, 3, "4", plainDate);
         EXPECT_EQ(version.name, letters.substr(0, std::min(length, std::size_t{31})));
         EXPECT_EQ((std::array{version.major, version.minor, version.patch, version.revision}),
