@@ -4,6 +4,7 @@
 
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/capture.h"
@@ -29,47 +30,41 @@ TEST(CheckIncludeVersion, TakesDigitsAloneForANumber) {
     EXPECT_FALSE(CCheckIncludeVersionInter::isNumber(nullptr));
 }
 
-struct Module {
-    const char* name;
-    std::vector<IncludeVersionRow> rows;
-};
+using Module = std::pair<const char*, std::vector<IncludeVersionRow>>;
 
 TEST(CheckIncludeVersion, ComparesAModuleWithTheEarlierOnes) {
-    // What the last of several modules meets: the lines at level error.
+    // What the last of several modules meets, and the lines at level error of all of them.
     const struct {
         std::vector<Module> modules;
         Lines errors;
-    } cases[] = {
-        {{{"A", {{"x", "1"}}}, {"B", {{"X", "2"}, {"x/", "3"}, {"x", "1"}}}}, {}},
-        {{{"A", {{"x", "1"}, {"x", "2"}}}}, {}},
-        {{{"A", {{"x", "1"}}}, {"B", {{"x", "2"}, {"y", "z"}}}},
-         {"<object> B version error", "<object> y z"}},
-        {{{"A", {{"w", "1"}, {"x", "1"}}}, {"B", {{"x", "01"}}}},
-         {failed, "<object> A x 1", "<object> B x 01"}},
-        // An earlier one failed.
-        {{{"A", {{"x", nullptr}, {"y", "1M"}}}, {"B", {{"y", "1"}, {"x", "2"}}}},
-         {failed, "<object> A x (null)", "<object> B x 2", "<object> A y 1M", "<object> B y 1"}},
-        {{{"A", {{"x", "1"}, {"x", "2"}}}, {"B", {{"x", "3"}, {"x", "1"}}}},
-         {failed, "<object> A x 1", "<object> B x 3", "<object> A x 2", "<object> B x 3",
-          "<object> A x 2", "<object> B x 1"}},
-        // The walk stops at the first that differs, and goes on past one that agrees.
-        {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"y", "2"}, {"x", "2"}}}},
-         {failed, "<object> A x 1", "<object> C x 2"}},
-        {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"x", "1"}, {"y", "2"}}}},
-         {failed, "<object> B y 1", "<object> C y 2"}}};
+    } cases[] = {{{{"A", {{"x", "1"}}}, {"B", {{"X", "2"}, {"x/", "3"}, {"x", "1"}}}}, {}},
+                 {{{"A", {{"x", "1"}, {"x", "2"}}}}, {}},
+                 {{{"A", {{"x", "1"}}}, {"B", {{"x", "2"}, {"y", "z"}}}},
+                  {"<object> B version error", "<object> y z"}},
+                 {{{"A", {{"w", "1"}, {"x", "1"}}}, {"B", {{"x", "01"}}}},
+                  {failed, "<object> A x 1", "<object> B x 01"}},
+                 // An earlier one failed by itself, and is compared all the same.
+                 {{{"A", {{"x", nullptr}, {"y", "1M"}}}, {"B", {{"y", "1"}, {"x", "2"}}}},
+                  {"<object> A version error", "<object> x (null)", "<object> y 1M", failed,
+                   "<object> A x (null)", "<object> B x 2", "<object> A y 1M", "<object> B y 1"}},
+                 {{{"A", {{"x", "1"}, {"x", "2"}}}, {"B", {{"x", "3"}, {"x", "1"}}}},
+                  {failed, "<object> A x 1", "<object> B x 3", "<object> A x 2", "<object> B x 3",
+                   "<object> A x 2", "<object> B x 1"}},
+                 // The walk stops at the first that differs, and goes on past one that agrees.
+                 {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"y", "2"}, {"x", "2"}}}},
+                  {failed, "<object> A x 1", "<object> C x 2"}},
+                 {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"x", "1"}, {"y", "2"}}}},
+                  {failed, "<object> B y 1", "<object> C y 2"}}};
     for (const auto& row : cases) {
         SCOPED_TRACE(&row - cases);
         CCheckIncludeVersionInter check;
-        std::string text;
         bool passed = false;
-        for (const Module& module : row.modules) {
-            text = printed(2, [&] {
-                passed = check.check(module.name, module.rows.data(),
-                                     static_cast<int>(module.rows.size()));
-            });
-        }
+        const auto registerAll = [&] {
+            for (const auto& [name, rows] : row.modules)
+                passed = check.check(name, rows.data(), static_cast<int>(rows.size()));
+        };
+        expectLines(printed(2, registerAll), row.errors);
         EXPECT_EQ(passed, row.errors.empty());
-        expectLines(text, row.errors);
     }
     CCheckIncludeVersionInter check;
     EXPECT_TRUE(check.check("A", nullptr, 0) && check.check(nullptr, nullptr, -1));

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/capture.h"
@@ -44,18 +45,16 @@ struct LegacyTime : testing::Test {
 };
 
 TEST_F(LegacyTime, RollsOverWhatIsOutOfRange) {
-    const struct {
-        CTime time;
-        const char* fields;
-    } rows[] = {{{2024, 1, 32, 0, 0, 0}, "2024-2-1 0:0:0 w4"},
-                {{2024, 13, 1, 24, 60, 60}, "2025-1-2 1:1:0 w4"},
-                {{2024, 3, 0, 0, 0, -1}, "2024-2-28 23:59:59 w3"},
-                {{2040, 2, 29, 1, 2, 3}, "2040-2-29 1:2:3 w3"},
-                {{1969, 12, 31, 23, 59, 58}, "1970-1-1 0:0:0 w4"},
-                {{INT_MIN, 1, 1, 0, 0, 0}, "1970-1-1 0:0:0 w4"},
-                {{2024, INT_MIN, 1, 0, 0, 0}, "1970-1-1 0:0:0 w4"},
-                {{INT_MAX, 13, 31, 0, 0, 0}, "2147483647-13-31 0:0:0 w0"}};
-    for (const auto& row : rows) EXPECT_EQ(fieldsOf(row.time), row.fields);
+    const std::pair<CTime, const char*> rows[] = {
+        {{2024, 1, 32, 0, 0, 0}, "2024-2-1 0:0:0 w4"},
+        {{2024, 13, 1, 24, 60, 60}, "2025-1-2 1:1:0 w4"},
+        {{2024, 3, 0, 0, 0, -1}, "2024-2-28 23:59:59 w3"},
+        {{2040, 2, 29, 1, 2, 3}, "2040-2-29 1:2:3 w3"},
+        {{1969, 12, 31, 23, 59, 58}, "1970-1-1 0:0:0 w4"},
+        {{INT_MIN, 1, 1, 0, 0, 0}, "1970-1-1 0:0:0 w4"},
+        {{2024, INT_MIN, 1, 0, 0, 0}, "1970-1-1 0:0:0 w4"},
+        {{INT_MAX, 13, 31, 0, 0, 0}, "2147483647-13-31 0:0:0 w0"}};
+    for (const auto& [time, fields] : rows) EXPECT_EQ(fieldsOf(time), fields);
 }
 
 TEST_F(LegacyTime, GoesThroughTheZone) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <chrono>
 #include <ctime>
+#include <utility>
 
 #include "support/timezone.h"
 
@@ -34,16 +35,14 @@ void expectPresent(Read read, Convert convert) {
     EXPECT_LT(time.wMilliseconds, 1000);
 }
 
-constexpr struct {
-    const char* name;
-    int bias;
-} zones[] = {{"UTC", 0},
-             {"CET-1CEST,M3.5.0,M10.5.0/3", -60},
-             {"NZST-12NZDT,M9.5.0,M4.1.0/3", -720},
-             {"IST-5:30", -330},
-             {"EST5", 300},
-             // Standard time in one half of the year or the other: one of them is in force now.
-             {"AAA-1BBB,J1/0,J365/25", -60}};
+constexpr std::pair<const char*, int> zones[] = {
+    {"UTC", 0},
+    {"CET-1CEST,M3.5.0,M10.5.0/3", -60},
+    {"NZST-12NZDT,M9.5.0,M4.1.0/3", -720},
+    {"IST-5:30", -330},
+    {"EST5", 300},
+    // Standard time in one half of the year or the other: one of them is in force now.
+    {"AAA-1BBB,J1/0,J365/25", -60}};
 
 TEST(Clock, FollowsTheZoneOfTheProcess) {
     for (const auto& [name, bias] : zones) {

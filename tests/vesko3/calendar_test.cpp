@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdlib>
 #include <iterator>
+#include <utility>
 
 #include "support/manualclock.h"
 
@@ -42,9 +43,7 @@ TEST(Calendar, AgreesWithTheRuntimeLibraryOnEveryDayOfTheRange) {
 }
 
 TEST(Time, BringsFieldsIntoTheirRanges) {
-    struct Row {
-        int given[3], kept[3];
-    };
+    using Row = std::pair<std::array<int, 3>, std::array<int, 3>>;
     constexpr Row dates[] = {{{2024, 2, 29}, {2024, 2, 29}},   {{2023, 2, 29}, {2023, 2, 28}},
                              {{2024, 2, 30}, {2024, 2, 28}},   {{2023, 4, 31}, {2023, 4, 30}},
                              {{2023, 12, 32}, {2023, 12, 31}}, {{1969, 6, 1}, {1970, 6, 1}},

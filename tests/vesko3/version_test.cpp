@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "support/capture.h"
@@ -66,10 +67,7 @@ TEST(Version, ReadsTheRevision) {
     CVersion("", 1, 2, 3, "99999999999999999999", "");  // some number, and nothing worse
 }
 
-struct DateRow {
-    const char* text;
-    std::array<int, 3> day;
-};
+using DateRow = std::pair<const char*, std::array<int, 3>>;
 
 TEST(Version, ReadsTheDate) {
     const DateRow rows[] = {{"jul 16 2018", {2018, 13, 16}}, {"July 16 2018", {0, 7, 0}},
