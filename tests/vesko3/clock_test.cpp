@@ -154,7 +154,9 @@ TEST_F(Clock, HooksReplaceTheWholeWork) {
     EXPECT_EQ(s_call, (std::vector{1999, 5, 77, 0, 5}));
     EXPECT_TRUE(m_clock.settings().empty());
 
-    // A standard hook does its work when it is called by hand.
+    // The standard hooks do their work when they are called by hand.
+    standard(CTime(1999, 1, 1, 0, 0, 0), 0);
+    EXPECT_EQ(CTime::getCurrentTime(), CTime(2000, 1, 1, 0, 0, 0));
     standardEx(SystemTimeEx{2024, 13, 40, 0, 25, 0, 0, 77, {}}, 0);
     EXPECT_EQ(CTime::getCurrentTime(), CTime(2024, 12, 31, 23, 59, 59));
     EXPECT_TRUE(CTime::attachSetCurrentTimeHook(standard) == +hook);
