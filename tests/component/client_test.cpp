@@ -270,7 +270,6 @@ TEST_F(Client, IsFoundByItsUserInAnyState) {
     EXPECT_EQ(s_server.logins, 1);
     EXPECT_EQ(getRefCount(mine), 2);
     EXPECT_EQ(clients.instance(7), mine);
-    EXPECT_EQ(clients.instance(8), nullptr);
     EXPECT_EQ(getRefCount(mine), 2);
     Helper::release(client);
     Helper::release(mine);
@@ -285,9 +284,7 @@ TEST_F(Client, OfItsOwnIsMadeByTheStandInOfAFactory) {
     ASSERT_NE(wrapper, nullptr);
     EXPECT_STREQ(wrapper->clsid(), "Remote");
     IClient* client = wrapper->create(info);
-    EXPECT_EQ(getRefCount(client), 1);
     EXPECT_EQ(wrapper->create(info), client);
-    EXPECT_EQ(getRefCount(client), 2);
     s_server.broken = true;
     EXPECT_TRUE(clientUpdateBroken(client));
     IClient* another = wrapper->create(info);  // a broken one is not shared
@@ -324,19 +321,15 @@ TEST_F(Client, IsToldApartByTheFieldsOfTheKey) {
     other.reserved[0] = 1;
     other.text1 = "";  // as null
     EXPECT_TRUE(clientIsSameAs(client, "Remote", other));
-    for (const auto& [clsid, same] : {std::pair("Remote.2", true),
-                                      {"Rem", true},
-                                      {"Rem.x", true},
-                                      {"Remotes", false},
-                                      {".", true}}) {
-        EXPECT_EQ(clientIsSameAs(client, clsid, info), same) << clsid;
+    for (const char* clsid : {"Remote.2", "Rem", "Rem.x", "."}) {
+        EXPECT_TRUE(clientIsSameAs(client, clsid, info)) << clsid;
     }
+    EXPECT_FALSE(clientIsSameAs(client, "Remotes", info));
     Helper::release(client);
 }
 
 TEST_F(Client, TellsWhatItWasMadeWith) {
     info.userName = nullptr;
-    info.number3 = 3;
     info.text9 = "nine";
     IClient* client = get();
     ServerInfo told;
@@ -344,21 +337,13 @@ TEST_F(Client, TellsWhatItWasMadeWith) {
     EXPECT_EQ(behindPrefix(printed(3, [&] { EXPECT_TRUE(client->getServerInfo(told)); })),
               "userName of client is a null string!\n");
     EXPECT_STREQ(told.userName, "");
-    EXPECT_STREQ(told.address, "host");
     EXPECT_STREQ(told.text9, "nine");
-    EXPECT_EQ(told.number3, 3);
     EXPECT_EQ(told.reserved[13], 99U);
     EXPECT_TRUE(client->saveUserName("anna"));
     EXPECT_EQ(behindPrefix(printed(3, [&] { EXPECT_TRUE(client->saveUserName("bert")); })),
               "username of client has already saved.\n");
     client->getServerInfo(told);
     EXPECT_STREQ(told.userName, "anna");
-    CTime time;
-    EXPECT_TRUE(client->getLoginTime(time));
-    EXPECT_LE(CTime::getCurrentTime() - time, 60);
-    EXPECT_FALSE(client->checkAuthorityString("x"));
-    EXPECT_EQ(getLastError(), 0x10030010);
-    EXPECT_STREQ(getErrMsg(0x10030010), "");
     Helper::release(client);
     EXPECT_FALSE(Helper::setAsCurrentUser(nullptr));
 }
@@ -489,17 +474,6 @@ TEST(ClassIDList, NamesTheClassesInTheOrderOfTheirBytes) {
         EXPECT_DEATH(list[static_cast<int>(list.count())], "index < m_internal->ids.size");
     }
     EXPECT_EQ(ClassIDList("nobody").count(), 0U);
-}
-
-TEST(ServerChallenge, OwnsItsTexts) {
-    ServerChallenge first;
-    first.challengeText3 = "three";
-    first.reserved[26] = 9;
-    ServerChallenge second(first);
-    first.challengeText3 = "other";
-    EXPECT_STREQ(second.challengeText3.c_str(), "three");
-    EXPECT_EQ(second.reserved[26], 9U);
-    EXPECT_EQ(sizeof(ServerChallenge), 5 * sizeof(void*) + 27 * 4 + 4);
 }
 
 }  // namespace
