@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/time.h"
 #include "vesko3/singleton.h"
 #include "vesko3/threadinternal.h"

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "vesko/vesko3/locks.h"
 #include "vesko/vesko3/string.h"
 
 namespace Tovra::Vesko {
@@ -38,7 +37,7 @@ public:
     void setMainThread(int id) { m_mainThreadId.store(id, std::memory_order_relaxed); }
 
     /// @return the rows of the dump, that of the main thread first
-    std::vector<std::string> rows() VESKO_EXCLUDES(m_mutex);
+    std::vector<std::string> rows();
 
     bool nameOf(int id, CString& name);
     bool timedOut(CString& names);
