@@ -50,6 +50,12 @@ CClientInstanceList::List& CClientInstanceList::list() {
     return s_list;
 }
 
+// From the first use on clients are checked, unless the process has ended the check.
+CClientInstanceList::List& CClientInstanceList::checkedList() {
+    if (!s_isOver) instance();
+    return list();
+}
+
 template <class Fits>
 IClient* CClientInstanceList::List::first(Fits fits) {
     const auto place = std::ranges::find_if(clients, fits);
@@ -79,6 +85,7 @@ void CClientInstanceList::removeIdleClientInstance(unsigned long) {
         for (auto place = all.clients.begin(); place != all.clients.end();) {
             const auto client = place++;
             if (!clientIsIdle(*client) || getRefCount(*client) > 1) continue;
+            if (ClientInternal::of(*client).isUsing != 0) continue;  // the reference is a user's
             idle.splice(idle.end(), all.clients, client);
         }
     }
@@ -88,7 +95,7 @@ void CClientInstanceList::removeIdleClientInstance(unsigned long) {
 }
 
 IClient* CClientInstanceList::getClientInstance(const ClassID& clsid, const ServerInfo& info) {
-    List& all = list();
+    List& all = checkedList();
     CRecursiveGuard guard(all.mutex);
     IClient* client = all.first([&](IClient* one) { return clientIsSameAs(one, clsid, info); });
     if (client != nullptr) Detail::CComponentHelper::makeComponentInstance(client);
@@ -96,7 +103,7 @@ IClient* CClientInstanceList::getClientInstance(const ClassID& clsid, const Serv
 }
 
 IClient* CClientInstanceList::getClientInstance(const ClassID& clsid, int userId) {
-    List& all = list();
+    List& all = checkedList();
     CRecursiveGuard guard(all.mutex);
     IClient* client = all.first([&](IClient* one) { return clientIsSameAs(one, clsid, userId); });
     if (client != nullptr) Detail::CComponentHelper::makeComponentInstance(client);
@@ -104,19 +111,19 @@ IClient* CClientInstanceList::getClientInstance(const ClassID& clsid, int userId
 }
 
 IClient* CClientInstanceList::findClientInstance(const ClassID& clsid, const ServerInfo& info) {
-    List& all = list();
+    List& all = checkedList();
     CRecursiveGuard guard(all.mutex);
     return all.first([&](IClient* one) { return fitsUnbroken(one, clsid, info); });
 }
 
 IClient* CClientInstanceList::findClientInstance(const ClassID& clsid, int userId) {
-    List& all = list();
+    List& all = checkedList();
     CRecursiveGuard guard(all.mutex);
     return all.first([&](IClient* one) { return clientIsSameAs(one, clsid, userId); });
 }
 
 IClient* CClientInstanceList::shareClientInstance(const ClassID& clsid, const ServerInfo& info) {
-    List& all = list();
+    List& all = checkedList();
     CRecursiveGuard guard(all.mutex);
     IClient* client = all.first([&](IClient* one) { return fitsUnbroken(one, clsid, info); });
     if (client != nullptr) client->addRef();
@@ -125,8 +132,7 @@ IClient* CClientInstanceList::shareClientInstance(const ClassID& clsid, const Se
 
 void CClientInstanceList::addClientInstance(IClient* client) {
     if (client == nullptr) return;
-    if (!s_isOver) instance();
-    List& all = list();
+    List& all = checkedList();
     CRecursiveGuard guard(all.mutex);
     all.clients.push_back(client);
 }

@@ -67,6 +67,7 @@ private:
     ~CClientInstanceList();
 
     static List& list();
+    static List& checkedList();
 
     Vesko::CTimer m_checkTimer;
 };

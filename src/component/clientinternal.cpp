@@ -100,9 +100,10 @@ bool clientIsSameAs(IClient* client, const ClassID& clsid, const ServerInfo& inf
 }
 
 bool clientIsSameAs(IClient* client, const ClassID& clsid, int userId) {
+    const ClientInternal& record = ClientInternal::of(client);
     int id = -1;
     client->getUserID(id);
-    return classFits(ClientInternal::of(client), clsid) && id == userId;
+    return classFits(record, clsid) && id == userId;
 }
 
 long clientGetAndMarkUsing(IClient* client) {

@@ -78,26 +78,44 @@ struct ModuleText {
     char text[32] = {};
 };
 
-ComponentCreator getDynamicCreator(const std::string& name, ComponentInfo& info) {
+struct Found {
+    ComponentCreator creator;
+    bool lacksEntry;  // a library was loaded that does not offer one
+};
+
+Found getDynamicCreator(const std::string& name, ComponentInfo& info) {
     if (info.module == nullptr) {
         info.module = Platform::LoadLibraryA(ModuleText("%s.so", name).text);
     }
-    if (info.module == nullptr) return nullptr;
-    if (info.creator != nullptr) return info.creator;  // registered as the library was loaded
+    if (info.module == nullptr) return {nullptr, false};
+    if (info.creator != nullptr)
+        return {info.creator, false};  // registered as the library was loaded
     const ModuleText entry("create%sObject", name);
     const auto creator =
         reinterpret_cast<ComponentCreator>(Platform::GetProcAddress(info.module, entry.text));
-    if (creator == nullptr) {
-        VESKO_FILTERED(error, "getDynamicCreator get proc '%s' failed!\n", entry.text);
-    }
-    return creator;
+    return {creator, creator == nullptr};
 }
 
 // Makes the name known, if it is not. Only the handle of a library is kept, not its creator.
-ComponentCreator creatorOf(Registry& all, const std::string& name)
-    VESKO_REQUIRES(all.s_componentMutex) {
+Found creatorOf(Registry& all, const std::string& name) VESKO_REQUIRES(all.s_componentMutex) {
     ComponentInfo& info = all.s_componentMap[name];
-    return info.creator != nullptr ? info.creator : getDynamicCreator(name, info);
+    return info.creator != nullptr ? Found{info.creator, false} : getDynamicCreator(name, info);
+}
+
+// Makes an object, and says when there is no way to: with no lock held.
+IUnknown* create(const Found& found, const char* name, const ServerInfo* info) {
+    if (found.lacksEntry) {
+        VESKO_FILTERED(error, "getDynamicCreator get proc '%s' failed!\n",
+                       ModuleText("create%sObject", name).text);
+    }
+    return found.creator != nullptr ? found.creator(info) : nullptr;
+}
+
+// What lives in a table is found there, and leaves that; what a creator passed on is an instance
+// already.
+bool isElsewhere(IUnknown* object) {
+    const UnknownInternal& record = UnknownInternal::of(object);
+    return record.objectTable != nullptr || record.registered;
 }
 
 IUnknown* existingInstance(Registry& all, const std::string& name, const ServerInfo* info)
@@ -125,28 +143,31 @@ void forgetInstance(Registry& all, IUnknown* object) VESKO_REQUIRES(all.s_compon
 
 bool registerComponent(const char* name, ComponentCreator creator) {
     Registry& all = registry();
-    CGuard guard(all.s_componentMutex);
-    const auto [place, isNew] = all.s_componentMap.try_emplace(name);
+    bool isNew = true;
+    {
+        CGuard guard(all.s_componentMutex);
+        const auto added = all.s_componentMap.try_emplace(name);
+        isNew = added.second;
+        added.first->second.creator = creator;
+    }
     if (!isNew) {
         VESKO_FILTERED(warn, "registerComponentCreator creator for '%s' already exist!\n", name);
     }
-    place->second.creator = creator;
     return true;
 }
 
 IUnknown* getComponentInstance(const char* name, const ServerInfo* info) {
     Registry& all = registry();
-    ComponentCreator creator = nullptr;
+    Found found{};
     {
         CGuard guard(all.s_componentMutex);
         if (IUnknown* instance = existingInstance(all, name, info)) return instance;
-        creator = creatorOf(all, name);
+        found = creatorOf(all, name);
     }
-    IUnknown* object = creator != nullptr ? creator(info) : nullptr;
+    IUnknown* object = create(found, name, info);
     if (object == nullptr) return nullptr;
-    // What lives in a table is found there, and leaves that.
-    if (UnknownInternal::of(object).objectTable != nullptr) return object;
     CGuard guard(all.s_componentMutex);
+    if (isElsewhere(object)) return object;
     all.s_componentMap[name].instances.emplace_back(object, info);
     UnknownInternal::of(object).registered = true;
     UnknownInternal::of(object).className = name;
@@ -155,13 +176,15 @@ IUnknown* getComponentInstance(const char* name, const ServerInfo* info) {
 
 IUnknown* createComponentObject(const char* name, const ServerInfo* info) {
     Registry& all = registry();
-    ComponentCreator creator = nullptr;
+    Found found{};
     {
         CGuard guard(all.s_componentMutex);
-        creator = creatorOf(all, name);
+        found = creatorOf(all, name);
     }
-    IUnknown* object = creator != nullptr ? creator(info) : nullptr;
-    if (object != nullptr) UnknownInternal::of(object).className = name;
+    IUnknown* object = create(found, name, info);
+    if (object == nullptr) return nullptr;
+    CGuard guard(all.s_componentMutex);
+    if (!isElsewhere(object)) UnknownInternal::of(object).className = name;
     return object;
 }
 

@@ -65,7 +65,7 @@ CString getClassId(CString& base, CString& suffix) {
 bool setQueryerHandler(TComPtr<IServerInfoQueryer> handler) {
     static TComPtr<IServerInfoQueryer> s_handler;
     if (s_handler.isEmpty() && !handler.isEmpty()) {
-        s_handler.swap(handler);
+        s_handler = handler;
         return true;
     }
     Vesko::logError("setQueryerHandler failed setPtr[%p], oldPtr[%p]\n",

@@ -55,8 +55,8 @@ void setLevel(const char* number) { setPrintLogLevel(toNumber(number)); }
 
 void setSizeLimit(const char* number) {
     // Wraps as the product of 32-bit integers does, so that a limit means the same on every platform.
-    const auto product =
-        static_cast<std::int32_t>(static_cast<std::uint32_t>(toNumber(number)) * 1024U);
+    const long long kibibytes = std::strtoll(number, nullptr, 10);
+    const auto product = static_cast<std::int32_t>(static_cast<std::uint32_t>(kibibytes) * 1024U);
     Detail::setLogFileLimit(product > 0 ? product : 0);
 }
 

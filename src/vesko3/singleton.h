@@ -42,9 +42,9 @@ public:
     }
 
 private:
-    // Registered for destruction by its first use, so before the object, and outlives it.
+    // Never destroyed: what ends late may still ask.
     static CMutex& creationLock() {
-        static CMutex s_lock;
+        static CMutex& s_lock = *new CMutex;
         return s_lock;
     }
 

@@ -173,6 +173,19 @@ TEST_F(Client, WaitsFiveMinutesAfterAFailedLogIn) {
     EXPECT_EQ(s_server.logouts, 1);
 }
 
+TEST_F(Client, StaysWithAUserWhoFoundItBeforeAnyLogIn) {
+    ManualClock clock;
+    s_server.letsIn = false;
+    EXPECT_EQ(get(), nullptr);
+    IClient* found = nullptr;
+    EXPECT_EQ(Helper::getComponentFactory("camera", "Remote.1", 7, found), &cameras);
+    EXPECT_EQ(getRefCount(found), 1);  // the list has given its hold back
+    clock.step(301'000'000'000);
+    CClientInstanceList::instance()->removeIdleClientInstance(0);
+    EXPECT_EQ(s_server.alive, 1);
+    Helper::release(found);
+}
+
 TEST_F(Client, TellsWhyABrokenOneCouldNotBeLoggedInAnew) {
     IClient* client = get();
     s_server.broken = true;

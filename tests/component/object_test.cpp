@@ -154,13 +154,16 @@ IUnknown* findInTable(const ServerInfo*) {
 TEST_F(Component, IsNeverHandedOutAsItEndsInAStorm) {
     registerComponent("registered", &createThing);
     registerComponent("tabled", &findInTable);  // and stays out of the registry
-    for (const char* name : {"registered", "tabled"}) {
+    registerComponent(
+        "alias", [](const ServerInfo* info) { return getComponentInstance("registered", info); });
+    for (const char* name : {"registered", "tabled", "alias"}) {
         const auto use = [name] {
             const int key = name[0] == 't' ? 1 : -1;
             for (int i = 0; i < 5'000; ++i) {
                 IUnknown* object = getComponentInstance(name, nullptr);
                 ASSERT_EQ(static_cast<Thing*>(object)->key, key) << name;
                 Helper::release(object);
+                Helper::release(createComponentObject(name, nullptr));
             }
         };
         std::thread other(use);
@@ -196,10 +199,11 @@ TEST(Selection, TakesOneQueryerForGood) {
         return printed(3, [&] { EXPECT_FALSE(setQueryerHandler(handler)); });
     };
     EXPECT_EQ(refused({}), "setQueryerHandler failed setPtr[(nil)], oldPtr[(nil)]\n");
-    const TComPtr<IServerInfoQueryer> first(new Plain<IServerInfoQueryer>);
-    EXPECT_TRUE(setQueryerHandler(first));
+    auto* first = new Plain<IServerInfoQueryer>;
+    EXPECT_TRUE(setQueryerHandler(TComPtr<IServerInfoQueryer>(first)));
     EXPECT_NE(refused(TComPtr<IServerInfoQueryer>(new Plain<IServerInfoQueryer>)), "");
-    EXPECT_EQ(getRefCount(first.get()), 2);
+    Helper::makeComponentInstance(first);
+    EXPECT_EQ(Helper::release(first), 1);  // what is left is the slot's own
 }
 
 }  // namespace

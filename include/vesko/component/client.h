@@ -110,7 +110,8 @@ public:
     virtual bool loginAgain(const ServerInfo& info);
 
     /// Has a procedure told of what happens to the client. There is room for 8.
-    /// @return false when it is empty, attached already, or there is no room
+    /// @return false when it is empty, attached already, or there is no room, and for a
+    ///         procedure with "any" reuse number
     virtual bool attachStatusProc(Proc proc);
 
     /// Ends that. One that runs at this moment runs on. A procedure with "any" reuse number stands

@@ -49,7 +49,8 @@ public:
     ///               last error. It may be set when the class was unregistered: look at it, too
     /// @return null with the last error 0x10030000 (no such interface), 0x10030001 (no such class),
     ///         0x10030002 (no such class of clients), 0x10030003 (no client was made) or that of the
-    ///         client's log-in; null without a last error when the class was unregistered
+    ///         client's log-in; null without a last error when the class was unregistered (but for
+    ///         "Client", where that is 0x10030001)
     static IFactoryUnknown* getComponentFactory(const char* iid, const ClassID& clsid,
                                                 const ServerInfo& info, IClient*& client);
 

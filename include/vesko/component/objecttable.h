@@ -44,7 +44,7 @@ public:
     IUnknown* find(const key_base& key) const;
 
     /// Puts a new object at the end. Its first reference stays with the caller.
-    /// @pre `object` is not null, and in no other table
+    /// @pre `object` is not null, in no other table, and no instance of the registry
     void insert(IUnknown* object);
 
     /// Takes an object out, wherever it stands. Nothing happens when it is not there.

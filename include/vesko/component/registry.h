@@ -16,8 +16,9 @@
 namespace Tovra::Component {
 
 /// Makes an object with one reference, or gives null. The argument is the one that the registry was
-/// asked with, null included. An object that lives in a `CObjectTable` is found there, and does not
-/// become an instance of the registry.
+/// asked with, null included. What is not new stays as it is: an object that lives in a `CObjectTable`
+/// is found there, and one of the registry under its first name. An instance goes into no table later,
+/// and is no client: those have homes of their own.
 using ComponentCreator = IUnknown* (*)(const ServerInfo*);
 
 /// Makes a class known, or replaces its creator with a line in the log. Instances that exist stay.
