@@ -24,14 +24,9 @@ struct Base {
     virtual ~Base() = default;
     int add(int value) { return value + offset; }
     int addConst(int value) const { return value + 100 + offset; }
-    int addNoexcept(int value) noexcept { return value + 200 + offset; }
     virtual int which(int) { return 1; }
     int reuse(int) { return static_cast<int>(getCurrentFunctionReuse()); }
-    void five(void*, const std::string& text, int& count, std::string&& moved, char letter) {
-        seen = text + moved + letter + std::to_string(++count);
-    }
     int offset = 5;
-    std::string seen;
 };
 struct Padding {
     virtual ~Padding() = default;
@@ -41,40 +36,24 @@ struct Padding {
 struct Derived : Padding, Base {
     int which(int) override { return 2; }
 };
-struct Virtual : virtual Base {
-    int own(int value) { return value + offset + 1000; }
-};
 
 TEST(Delegate, CallsWhatItNamesWithoutAllocating) {
     Base base;
     const Base constant;
     Derived derived;
-    Virtual virtualBase;
     const std::size_t before = Tovra::Testing::allocationCount();
     const auto delegates =
-        listOf(Delegate(&twice), Delegate(&Base::add, &base), Delegate(&Base::addConst, &base),
-               Delegate(&Base::addConst, &constant), Delegate(&Base::addNoexcept, &base),
-               Delegate(&Base::which, &base), Delegate(&Base::which, static_cast<Base*>(&derived)),
-               Delegate(&Base::add, &derived), Delegate(&Base::which, &derived),
-               Delegate(&Virtual::own, &virtualBase), Delegate(&Base::add, &base, 16),
+        listOf(Delegate(&twice), Delegate(&Base::add, &base), Delegate(&Base::addConst, &constant),
+               Delegate(&Base::which, static_cast<Base*>(&derived)), Delegate(&Base::add, &derived),
+               Delegate(&Base::which, &derived), Delegate(&Base::add, &derived, 16),
                Delegate(&Base::addConst, &base, 17));
-    // For the argument 1.
-    constexpr int results[] = {2, 6, 106, 106, 206, 1, 2, 6, 2, 1006, 6, 106};
+    constexpr int results[] = {2, 6, 106, 2, 6, 2, 6, 106};  // for the argument 1
     for (std::size_t i = 0; i < std::size(delegates); ++i) {
-        Delegate copy;
-        copy = delegates[i];
+        const Delegate copy = delegates[i];
         EXPECT_EQ(copy(1), results[i]) << i;
         EXPECT_TRUE(copy == delegates[i] && !copy.empty()) << i;
     }
     EXPECT_EQ(Tovra::Testing::allocationCount(), before);
-}
-
-TEST(Delegate, TakesAnyNumberAndKindOfArguments) {
-    Base collector;
-    int count = 0;
-    TFunction5<void, void*, const std::string&, int&, std::string&&, char>(&Base::five, &collector)(
-        nullptr, "a", count, "b", 'c');
-    EXPECT_TRUE(collector.seen == "abc1" && count == 1);
 }
 
 TEST(Delegate, IsEqualWhenItNamesTheSame) {
@@ -84,20 +63,15 @@ TEST(Delegate, IsEqualWhenItNamesTheSame) {
         listOf(Delegate(&Base::add, &one, 16), Delegate(&Base::add, &one, 17),
                Delegate(&Base::add, &one, 0xFFFFFFFE), Delegate(&Base::add, &other, 16),
                Delegate(&Base::addConst, &one, 16), Delegate(&Base::add, &one),
-               Delegate(&Base::add, &other), Delegate(&Base::addConst, &one),
-               Delegate(&Base::add, &one, 3), Delegate(&Base::add, &one, 4), Delegate(),
+               Delegate(&Base::add, &other), Delegate(&Base::add, &one, 3), Delegate(),
                Delegate(&twice), Delegate(&thrice));
     for (std::size_t i = 0; i < std::size(all); ++i) {
         EXPECT_TRUE((any == all[i]) == (i < 3) && (all[i] != any) == (i >= 3)) << i;
-        EXPECT_FALSE(all[i].isReuseAny());
-        for (std::size_t j = 0; j < std::size(all); ++j) {
+        for (std::size_t j = 0; j < std::size(all); ++j)
             EXPECT_TRUE((all[i] == all[j]) == (i == j) && (all[i] != all[j]) == (i != j)) << i << j;
-        }
     }
-    EXPECT_TRUE(any == any && any.isReuseAny());
-    const Delegate fromNull(static_cast<int (*)(int)>(nullptr));
-    EXPECT_TRUE(fromNull == Delegate() && fromNull.empty());
-    EXPECT_TRUE(Delegate(&Base::add, &one, 3) == Delegate(&Base::which, &other, 3)) << "unused";
+    EXPECT_TRUE(any == any && any.isReuseAny() && !all[0].isReuseAny());
+    EXPECT_TRUE(Delegate(static_cast<int (*)(int)>(nullptr)).empty());
 }
 
 TEST(Delegate, ReportsACallOfWhatCannotBeCalled) {
@@ -105,9 +79,8 @@ TEST(Delegate, ReportsACallOfWhatCannotBeCalled) {
     EXPECT_EQ(printed(0, [] { EXPECT_EQ(Delegate()(1), 0); }), report + "0, typeid : (null)\n");
     Base base;
     const std::string type = std::string(", typeid : ") + typeid(Base*).name() + "\n";
-    for (const unsigned int number : {0U, 1U, 2U, 3U, 15U, 0xFFFFFFFF}) {
+    for (const unsigned int number : {2U, 15U, 0xFFFFFFFF}) {
         const Delegate delegate(&Base::add, &base, number);
-        EXPECT_FALSE(delegate.empty());
         EXPECT_EQ(printed(0, [&] { EXPECT_EQ(delegate(1), 0); }),
                   report + std::to_string(std::max(number, 3U)) + type);
     }

@@ -21,25 +21,20 @@ int filtered(int level) {
 
 TEST(Log, PrintsUpToTheThreshold) {
     EXPECT_EQ(getPrintLogLevel(), 3) << "the default";
-    constexpr std::pair<int (*)(const char*, ...), int (*)(const char*, ...)> levelFunctions[] = {
-        {&logFatal, &::logFatal}, {&logError, &::logError}, {&logWarn, &::logWarn},
-        {&logInfo, &::logInfo},   {&logTrace, &::logTrace}, {&logDebug, &::logDebug}};
+    constexpr int (*levelFunctions[])(const char*, ...) = {logFatal, logError, logWarn,
+                                                           logInfo,  logTrace, logDebug};
     for (const int threshold : {-5, 0, 1, 2, 3, 4, 5, 6, 7, 1000}) {
         for (int level = 1; level <= 6; ++level) {
             SCOPED_TRACE(testing::Message() << level << " under " << threshold);
-            const auto [print, globalPrint] = levelFunctions[level - 1];
-            EXPECT_EQ(print, globalPrint);
+            const auto print = levelFunctions[level - 1];
             int lengths = 0;
-            const auto both = [&, print = print] {
-                lengths = print("<%d>", 42) * 10 + filtered(level);
-            };
+            const auto both = [&] { lengths = print("<%d>", 42) * 10 + filtered(level); };
             EXPECT_EQ(printed(threshold, both), level <= threshold ? "<42><42>" : "");
             EXPECT_EQ(lengths, level <= threshold ? 44 : 0);
         }
     }
-    for (const int level : {-1, 0, 7, 100}) {
+    for (const int level : {-1, 0, 7, 100})
         EXPECT_EQ(records(1000, [&] { EXPECT_EQ(filtered(level), 0); }), "") << level;
-    }
 }
 
 TEST(Log, KeepsWhatAFailedFormatWroteAndTheErrorNumberOfItsCaller) {
@@ -67,11 +62,9 @@ TEST(LogMacros, NameTheirPlaceButNoModule) {
 struct Speaker {
     void say() const {
         VESKO_FILTERED_OBJECT(warn, "object %d\n", 1);
-        VESKO_DIRECT_OBJECT(logWarn, "object\n");
-        VESKO_FILTERED_THREAD(error, "thread %s\n", "x");
         VESKO_DIRECT_THREAD(logWarn, "thread\n");
     }
-    static constexpr int line = __LINE__ - 5;
+    static constexpr int line = __LINE__ - 3;
 };
 
 TEST(LogMacros, PutThePlaceBeforeTheMessage) {
@@ -81,32 +74,22 @@ TEST(LogMacros, PutThePlaceBeforeTheMessage) {
     };
     char object[32];
     std::snprintf(object, sizeof(object), "this:%p ", static_cast<const void*>(&speaker));
-    const std::string thread =
-        "tid:" + std::to_string(Tovra::Platform::GetCurrentThreadId()) + ", ";
+    const auto thread = "tid:" + std::to_string(Tovra::Platform::GetCurrentThreadId()) + ", ";
     EXPECT_EQ(printed(3, [&] { speaker.say(); }),
-              place(0) + object + thread + "object 1\n" + place(1) + object + thread + "object\n" +
-                  place(2) + thread + "thread x\n" + place(3) + thread + "thread\n");
+              place(0) + object + thread + "object 1\n" + place(1) + thread + "thread\n");
 }
 
 TEST(LogMacros, NameTheFunctionWithoutResultAndParameters) {
-    // As the compilers spell them; the first of each pair is what stays.
-    const auto expectName = [](const char* name, const auto& signature) {
-        EXPECT_STREQ(signature.text(), name);
-    };
+    // As the compilers spell them.
     using Detail::QualifiedName;
-    expectName("main", QualifiedName("int main()"));
-    expectName("{anonymous}::plain",
-               QualifiedName("const char* const& {anonymous}::plain(int, const char*)"));
-    expectName("(anonymous namespace)::plain",
-               QualifiedName("const char *const &(anonymous namespace)::plain(int, const char *)"));
-    expectName("a::find", QualifiedName("void (* a::find(const char*))(int)"));
-    expectName("a::find", QualifiedName("void (*a::find(const char *))(int)"));
-    expectName("a::Box<T>::where",
-               QualifiedName("static const char* a::Box<T>::where() [with T = int (*)(int)]"));
-    expectName("a::Box<void (int)>::where",
-               QualifiedName("static const char *a::Box<void (int)>::where() [T = void (int)]"));
-    expectName("a::Box<T>::operator()",
-               QualifiedName("const a::Box<T>* a::Box<T>::operator()(void (*)(int)) const"));
+    EXPECT_STREQ(QualifiedName("char* const& {anonymous}::f(int)").text(), "{anonymous}::f");
+    EXPECT_STREQ(QualifiedName("char *const &(anonymous namespace)::plain(int, char *)").text(),
+                 "(anonymous namespace)::plain");
+    EXPECT_STREQ(QualifiedName("void (*a::find(const char *))(int)").text(), "a::find");
+    EXPECT_STREQ(QualifiedName("static char *Box<void (int)>::where() [T = void (int)]").text(),
+                 "Box<void (int)>::where");
+    EXPECT_STREQ(QualifiedName("A<T>* A<T>::operator()(void (*)(int)) const").text(),
+                 "A<T>::operator()");
 }
 
 }  // namespace

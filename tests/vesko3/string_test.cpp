@@ -48,11 +48,6 @@ using MiniString =
 
 static_assert(sizeof(CString) == 32 && alignof(CString) == alignof(char*));
 static_assert(sizeof(MiniString) == sizeof(void*) && sizeof(BlockString) == sizeof(void*));
-static_assert(offsetof(StringData<char>, pEndOfMem_) == sizeof(char*));
-static_assert(offsetof(StringData<char>, buffer_) == 2 * sizeof(char*));
-static_assert(std::is_nothrow_move_constructible_v<CString>);
-static_assert(std::is_nothrow_move_assignable_v<CString> && std::is_nothrow_swappable_v<CString>);
-static_assert(!std::is_convertible_v<std::string, CString>);
 
 constexpr std::size_t s_lengths[] = {0, 1, 5, 30, 31, 32, 33, 64, 100};
 
@@ -70,7 +65,6 @@ std::string pattern(std::size_t length) {
 template <class String>
 std::string plain(const String& text) {
     EXPECT_EQ(text.c_str()[text.size()], '\0');
-    EXPECT_GE(text.capacity(), text.size());
     return std::string(text.begin(), text.end());
 }
 
@@ -98,7 +92,6 @@ struct Call {
     auto at(std::size_t p) {
         return s.end() - std::max(s.end() - s.begin() - static_cast<long>(p), 0L);
     }
-    std::size_t index(auto position) { return static_cast<std::size_t>(position - s.begin()); }
     void tell(auto... results) { told = {static_cast<std::size_t>(results)...}; }
 
     void operator()() {
@@ -111,38 +104,31 @@ struct Call {
             which, [&] { swap(s, t); }, [&] { t = s; }, [&] { s = own; }, [&] { s = c; },
             [&] { s = other; }, [&] { s.append(String(std::move(s))); },
             [&] { s.append(s).append(other); }, [&] { s.append(own, n2).append(count, c); },
-            [&] { s.append(first2, last2); }, [&] { s.append(s, pos2, n2); },
-            [&] { (s += own) += c; }, [&] { s.append(s.rbegin(), s.rend()); },
-            [&] { s.assign(own, n2); }, [&] { s.assign(s, pos2, n2); }, [&] { s.assign(count, c); },
-            [&] { s.assign(first2, last2); }, [&] { s.insert(pos, s).insert(pos, s, pos2, n2); },
-            [&] { s.insert(pos, own, n2); },
+            [&] { s.append(s, pos2, n2); }, [&] { (s += own) += c; },
+            [&] { s.append(s.rbegin(), s.rend()); }, [&] { s.assign(own, n2); },
+            [&] { s.assign(count, c); }, [&] { s.assign(first2, last2); },
+            [&] { s.insert(pos, s).insert(pos, s, pos2, n2); },
             [&] { s.insert(pos, other, 1, n2).insert(pos, count, c); },
-            [&] { tell(index(s.insert(first, c))); }, [&] { s.erase(pos, n); },
-            [&] { tell(index(s.insert(first, first2, last2))); },
-            [&] { s.insert(0, 2, c).insert(0, "12", 1).replace(0, 0, 1, '-').erase(0, 2); },
+            [&] { s.insert(s.insert(first, c), '-'); }, [&] { s.erase(pos, n); },
             [&] { s.insert(s.erase(first, last), c); }, [&] { s.replace(pos, n, own, n2); },
-            [&] { s.replace(first, last, s); }, [&] { s.replace(first, last, two); },
-            [&] { s.replace(first, last, first2, last2); },
+            [&] { s.replace(first, last, two); }, [&] { s.replace(first, last, first2, last2); },
             [&] { s.replace(pos, n, count, c).replace(0, n, t, pos2, n2); },
             [&] { s.resize(count, c); }, [&] { s.reserve(count); }, [&] { s.shrink_to_fit(); },
             [&] { s.at(pos) = c; }, [&] { s.erase(pos).push_back(c); },
             [&] { s.append(room, s.copy(room, 8, pos)); }, [&] { s = s + s + c + own; },
             [&] { s = (s + own) + (s + c); }, [&] { s = own + s + s; },
-            [&] { s = s + (c + s.substr(pos, n)); }, [&] { s = c + (own + String(other)); },
+            [&] { s = s + (c + s.substr(pos, n)); },
             [&] { s = String(s, pos) + String(s, pos2, n2) + String(other, pos, n); },
             [&] { s = String(own, n2) + String(count, c) + String(two); },
             [&] { std::stringstream(other) >> std::setw(3) >> s; },
             [&] { getline(std::stringstream(other), s, 'h'); },
-            [&] { getline(std::stringstream(other + '\n'), s); },
             [&] { t = (std::ostringstream() << std::setw(9) << s << c).str(); },
             [&] { tell(s.compare(pos, n, other) < 0, s.compare(pos, n, t, pos2, n2) < 0); },
             [&] { tell(s > t, s == t, s >= t, s != t, s <= t, s < t, s == own, other != s); },
             [&] { tell(std::hash<String>()(s), erase(s, 'a')); },
-            [&] { tell(erase_if(s, [](char each) { return each < 'd'; })); },
             [&] {
-                tell(s.find(own, pos, few), s.rfind(own, pos), s.find_first_of(own, pos),
-                     s.starts_with(c), s.find_first_not_of(c), s.ends_with(c),
-                     s.compare({own, few}) < 0, s.find({own, few}, pos), s.rfind({own, few}, pos),
+                tell(s.find(own, pos, few), s.rfind(own, pos), s.starts_with(c),
+                     s.find_first_not_of(c), s.ends_with(c), s.compare({own, few}) < 0,
                      s.find_first_of({own, few}), s.find_last_of({own, few}, pos),
                      s.find_first_not_of({own, few}), s.find_last_not_of({own, few}, pos),
                      s.starts_with({own, few}), s.ends_with({own, few}));
@@ -153,9 +139,7 @@ struct Call {
 std::string thrownBy(auto& action, auto&... arguments) {
     try {
         return action(arguments...), "nothing";
-    } catch (const std::logic_error& error) {
-        return typeid(error).name() + std::string(error.what());
-    } catch (const std::bad_alloc& error) {
+    } catch (const std::exception& error) {
         return typeid(error).name();
     }
 }
@@ -176,8 +160,7 @@ TYPED_TEST(AnyStorage, DoesWhatTheStandardStringDoes) {
             Call<std::string> model{expected, expected2, random};
             Call<TypeParam> ours{actual, actual2, random};
             SCOPED_TRACE(testing::Message() << "operation " << model.which << " in " << sequence);
-            // Ours report what cannot be without a message.
-            ASSERT_TRUE(thrownBy(model).starts_with(thrownBy(ours)));
+            ASSERT_EQ(thrownBy(model), thrownBy(ours));
             ASSERT_EQ(plain(actual), expected);
             ASSERT_EQ(plain(actual2), expected2);
             ASSERT_EQ(ours.told, model.told);
@@ -191,13 +174,11 @@ TYPED_TEST(AnyStorage, DoesWhatTheStandardStringDoes) {
 TYPED_TEST(AnyStorage, CopiesItsOwnTerminatorLikeAnyCharacter) {
     for (const std::size_t length : s_lengths) {
         for (const std::size_t room : {std::size_t{0}, 2 * length + 1}) {
-            SCOPED_TRACE(testing::Message() << length << " with room " << room);
             const std::string ended = pattern(length) + '\0';
             TypeParam a, b, c;
             for (TypeParam* text : {&a, &b, &c}) text->assign(pattern(length)).reserve(room);
             EXPECT_EQ(plain(a.assign(a.c_str(), length + 1)), ended);
-            EXPECT_EQ(plain(b.append(b.c_str() + length, 1)), ended);
-            EXPECT_EQ(plain(b.append(b.c_str(), length + 2)), ended + ended + '\0');
+            EXPECT_EQ(plain(b.append(b.c_str(), length + 1)), pattern(length) + ended);
             EXPECT_EQ(plain(c.insert(0, c.c_str() + length, 1)), '\0' + pattern(length));
         }
     }
@@ -219,8 +200,7 @@ TYPED_TEST(AnyStorage, ReportsSizesBeyondTheGreatest) {
     using S = TypeParam&;
     EXPECT_EQ(TypeParam().max_size(), s_most);
     expectThrows<std::length_error, TypeParam>(
-        5, {[](S s) { s.reserve(s_most + 1); }, [](S s) { s.resize(s_most + 1); },
-            [](S s) { s.append(s_all, 'x'); }, [](S s) { s.insert(0, "x", s_all); },
+        5, {[](S s) { s.reserve(s_most + 1); }, [](S s) { s.append(s_all, 'x'); },
             [](S s) { s.append(s_most - 4, 'x'); }, [](S s) { s.append("x", s_most); },
             [](S s) { s.replace(1, 1, s_most, 'x'); }, [](S s) { s.assign(s_most + 1, 'x'); }});
 }
@@ -250,21 +230,13 @@ TEST(CString, TellsItsModeInTheLastByteAndAllocatesOnlyBeyond31) {
         const StringData<char>* block = nullptr;
         std::memcpy(&block, inside, sizeof(char*));
         EXPECT_EQ(text.begin(), length <= 31 ? inside : block->buffer_);
-        EXPECT_TRUE(length <= 31 || block->pEnd_ == text.end());
         EXPECT_TRUE(length <= 31 || block->pEndOfMem_ == text.end());
-        *text.end() = length == 31 ? '\0' : '#';  // the last byte of a full small text is its size
-        EXPECT_EQ(std::as_const(text)[length], '\0') << "terminates when it is asked";
     }
-    CString roomy("b");
-    roomy.reserve(100);
-    EXPECT_EQ(allocationsOf([&] { roomy = CString(40, 'a') + std::move(roomy); }), 1U);
 }
 
 TEST(CString, GrowsToExactlyWhatIsAsked) {
-    constexpr std::size_t cases[][3] = {{0, 0, 31},   {5, 31, 31},  {5, 32, 32},    {31, 77, 77},
-                                        {40, 10, 40}, {40, 41, 41}, {100, 101, 101}};
+    constexpr std::size_t cases[][3] = {{5, 31, 31}, {5, 32, 32}, {40, 10, 40}, {100, 101, 101}};
     for (const auto& [length, reserved, capacity] : cases) {
-        SCOPED_TRACE(testing::Message() << length << " reserves " << reserved);
         WatchedString text(pattern(length));
         text.reserve(reserved);
         EXPECT_EQ(text.capacity(), capacity);
@@ -272,36 +244,21 @@ TEST(CString, GrowsToExactlyWhatIsAsked) {
         text.push_back('!');
         EXPECT_EQ(s_lastSize, capacity + 1 + sizeof(StringData<char>));
         EXPECT_EQ(s_held, 1);
-        text.resize(32);
-        EXPECT_EQ(text.capacity(), capacity + 1);
-    }
-}
-
-template <class String>
-void expectAfter(std::size_t length, std::initializer_list<void (*)(String&)> cuts,
-                 std::size_t capacity) {
-    for (const auto cut : cuts) {
-        String text(pattern(length));
-        cut(text);
-        EXPECT_TRUE(text.capacity() == capacity && s_held == 0) << text;
     }
 }
 
 TEST(CString, GivesItsBlockBackWhenItIsCutTo31AndMiniStringWhenItIsEmpty) {
-    using S = WatchedString&;
-    expectAfter<WatchedString>(
-        32,
-        {[](S s) { s.clear(); }, [](S s) { s.erase(31); }, [](S s) { s.pop_back(); },
-         [](S s) { s.resize(31); }, [](S s) { s.replace(20, 12, "x"); },
-         [](S s) { s.assign(s.data(), 20); }, [](S s) { s = WatchedString(s, 0, 31).substr(0); },
-         [](S s) { s.assign("abc").reserve(50), s.resize(8, '+'); }},
-        31);
-    using M = MiniString&;
-    expectAfter<MiniString>(
-        1,
-        {[](M s) { s.clear(); }, [](M s) { s.resize(0); }, [](M s) { s.pop_back(); },
-         [](M s) { s = static_cast<const MiniString&>(MiniString()); }},
-        0);
+    const std::initializer_list<void (*)(WatchedString&)> cuts = {
+        [](auto& s) { s.pop_back(); }, [](auto& s) { s.resize(31); },
+        [](auto& s) { s.assign("abc").reserve(50), s.resize(8, '+'); }};
+    for (const auto cut : cuts) {
+        WatchedString text(pattern(32));
+        cut(text);
+        EXPECT_TRUE(text.capacity() == 31 && s_held == 0) << text;
+    }
+    MiniString mini("a");
+    mini.pop_back();
+    EXPECT_EQ(mini.capacity(), 0U);
 }
 
 TEST(BlockString, WritesNothingToTheSharedBlock) {
@@ -314,40 +271,15 @@ TEST(BlockString, WritesNothingToTheSharedBlock) {
     EXPECT_EQ(found, '#');
 }
 
-TEST(CString, KeepsWhatWasReadWhenTheStreamThrows) {
-    std::istringstream in("last");
-    in.exceptions(std::ios::eofbit);
-    CString text("old");
-    EXPECT_THROW(in >> text, std::ios_base::failure);
-    EXPECT_EQ(text, "last");
-}
-
 TEST(WideCharacters, MoveFromTheObjectToABlock) {
     SmallString<wchar_t, 7> text(L"1234567");
     (text += L'8').insert(0, text);
-    EXPECT_TRUE(text == L"1234567812345678" && text.contains(L"781") && !text.contains(L'9'));
-    text.resize(2);
-    EXPECT_TRUE(text == L"12" && text.capacity() == 7 && text.c_str()[2] == 0);
+    EXPECT_TRUE(text == L"1234567812345678" && text.contains(L"781"));
 }
 
-TEST(StringDeathTest, StopsAtBrokenPreconditions) {
+TEST(StringDeathTest, StopsAtARangeThatEndsBeforeItBegins) {
     CString text("abc");
     EXPECT_DEATH(text.erase(text.begin() + 2, text.begin() + 1), "i1 <= i2");
-    EXPECT_DEATH(text.erase(text.begin() - 1, text.end()), "begin\\(\\) <= i1 && i1 <= end\\(\\)");
-    EXPECT_DEATH(text.erase(text.begin(), text.end() + 1), "begin\\(\\) <= i2 && i2 <= end\\(\\)");
-    EXPECT_DEATH(text.insert(text.end(), text.end(), text.begin()), "n2 >= 0");
-    EXPECT_DEATH(text.insert(text.end() + 1, 'x'), "pos <= size\\(\\)");
-    // A storage appends nothing of its own without room.
-    const char* const message = "!\\(le\\(begin\\(\\), &\\*b\\) && le\\(&\\*b, end\\(\\)\\)\\)";
-    AllocatorStringStorage<char, std::allocator<char>> block("abc", 3);
-    EXPECT_DEATH(block.append(block.begin(), block.end()), message);
-    MiniStringStorage<char> mini("abc", 3);
-    EXPECT_DEATH(mini.append(mini.begin(), mini.end()), message);
-
-    reinterpret_cast<char*>(&text)[31] = 33;  // no mode has this
-    EXPECT_DEATH(text.push_back('x'),
-                 "!Small\\(\\) \\|\\| maxSmallString >= buf_\\[maxSmallString\\]");
-    reinterpret_cast<char*>(&text)[31] = 28;
 }
 
 }  // namespace
