@@ -121,6 +121,23 @@ TYPED_TEST(Files, KeepTheirOwnPositionAndLength) {
     EXPECT_EQ(this->directory.read("file"), "line one\nline twwide\n");
 }
 
+TYPED_TEST(Files, KeepWhatWasWrittenWhenTheyAreReadNext) {
+    TypeParam& f = this->file;
+    const std::string rest(20'000, '.');
+    this->directory.write("file", "abc" + rest);
+    ASSERT_TRUE(f.open(this->path, TypeParam::accessReadWrite));
+    char text[] = "XYZ";
+    EXPECT_EQ(f.write(text, 3), 3);
+    EXPECT_EQ(f.seek(3, f.seekBegin), 3);
+    std::string got(rest.size(), ' ');
+    EXPECT_EQ(f.read(got.data(), 20'000), 20'000);
+    EXPECT_EQ(got, rest);
+    constexpr std::int64_t far = 0x1'0000'0005;
+    EXPECT_EQ(f.seek(far, f.seekBegin), this->isLarge ? far : 0);
+    f.close();
+    EXPECT_EQ(this->directory.read("file"), "XYZ" + rest);
+}
+
 TYPED_TEST(Files, ReportWhatTheyCouldNotReadOrWrite) {
     this->directory.write("file", std::string(60, 'x'));
     ASSERT_TRUE(this->file.open(this->path, 2));
@@ -186,6 +203,7 @@ TEST(FileTrees, AreMadeAndRemovedWhole) {
         EXPECT_TRUE(CFile::makeDirectoryRecursively(deep.c_str()) && fs::is_directory(deep));
         directory.write("a/file", "x");
         fs::create_symlink(directory.path(), deep + "link");  // it must not be followed
+        fs::create_directories(top + "/*/*");                 // names, not patterns
         EXPECT_TRUE(CFile::removeDirectoryRecursively((top + form).c_str(), false)) << form;
         EXPECT_TRUE(fs::is_empty(top) && fs::exists(directory.path("kept")));
     }
