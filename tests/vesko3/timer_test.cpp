@@ -301,16 +301,19 @@ TEST_F(Timer, KeepsNoMoreIdleWorkersThanTheLimit) {
     static CTimer s_timer("static");
     s_timer.start(s_calls.proc(), 0, 10, 0, 0);
     s_calls.began.pend();
-    auto* leaked = new CTimer("leaked");
-    leaked->start(
-        +[](unsigned long) { CThread::sleep(600'000); }, 0, 0, 0, 0);
-    while (!leaked->isRunning()) CThread::sleep(1);
+    static auto& s_unended = *new std::vector<CTimer*>;  // and yet no leak
+    const auto start = [](const char* name, TFunction1<void, unsigned long> proc) {
+        s_unended.push_back(new CTimer(name));
+        s_unended.back()->start(proc, 0, 0, 0, 0);
+    };
+    start(
+        "busy", +[](unsigned long) { CThread::sleep(600'000); });
+    while (!s_unended[0]->isRunning()) CThread::sleep(1);
     CThread::sleep(20);
-    for (int i = 0; i < 60; ++i) {  // workers that begin and end while the managers go
-        (new CTimer("late"))
-            ->start(
-                +[](unsigned long) { CThread::sleep(5); }, 0, 0, 0, 0);
-    }
+    // Workers that begin and end while the managers go.
+    for (int i = 0; i < 60; ++i)
+        start(
+            "late", +[](unsigned long) { CThread::sleep(5); });
     std::exit(17);
 }
 
