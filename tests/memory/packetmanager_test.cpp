@@ -22,22 +22,22 @@
 namespace Tovra::Memory {
 
 using Testing::printed;
-using enum CPacketManager::Policy;
+using Manager = CPacketManager;
 using Lists = std::array<std::list<int>, 8>;  // first chunks of the free blocks, by order
-using Pool = CPacketManager::PoolParameter;
+using Pool = Manager::PoolParameter;
 
 /// A manager beside the process-wide one, to look inside. At its end the settings are put back.
 class PacketManagerPeer {
 public:
-    explicit PacketManagerPeer(CPacketManager::Policy policy, std::optional<Pool> shape = {},
-                               CPacketManager::MemoryOperator* memop = nullptr) {
+    explicit PacketManagerPeer(Manager::Policy policy, std::optional<Pool> shape = {},
+                               Manager::MemoryOperator* memop = nullptr) {
         PacketManagerInternal::config(policy, memop, shape ? &*shape : nullptr);
         m_manager.reset(new PacketManagerInternal);  // the constructor is this class's friend alone
     }
     ~PacketManagerPeer() {
         EXPECT_EQ(m_manager->freeSize(), m_manager->bufferSize());  // all blocks came back
         m_manager.reset();
-        PacketManagerInternal::s_policy = policySystem;
+        PacketManagerInternal::s_policy = Manager::policySystem;
         PacketManagerInternal::s_parameter = {};
         PacketManagerInternal::s_memoryOperator = s_default;
         PacketManagerInternal::s_configurable = true;
@@ -106,7 +106,7 @@ TEST(Pool, FollowsTheModelStepByStep) {
     for (const unsigned int count : {0U, 1U, 2U, 3U, 6U, 7U, 11U, 64U, 100U}) {
         const unsigned int chunkSize = count % 2 == 0 ? 1024 : 4096;
         SCOPED_TRACE(testing::Message() << count << " chunks of " << chunkSize);
-        PacketManagerPeer pool(policyPool, Pool{count * chunkSize, chunkSize});
+        PacketManagerPeer pool(Manager::policyPool, Pool{count * chunkSize, chunkSize});
         Model model(count);
         std::vector<std::pair<int, std::size_t>> used;  // first chunks and orders
         for (int step = 0; step < 1000 || !used.empty(); ++step) {
@@ -136,7 +136,7 @@ TEST(Pool, FollowsTheModelStepByStep) {
 }
 
 TEST(Pool, SurvivesTwoThreads) {
-    PacketManagerPeer pool(policyPool, Pool{64 * 1024});
+    PacketManagerPeer pool(Manager::policyPool, Pool{64 * 1024});
     Testing::together(2, [&pool](int seed) {
         std::mt19937 random(static_cast<unsigned int>(seed));
         unsigned char* blocks[8] = {};
@@ -160,7 +160,7 @@ unsigned char* s_origin = s_memory;  // what the pool is given
 using Calls = std::vector<std::pair<void*, unsigned int>>;
 Calls s_calls;
 
-CPacketManager::MemoryOperator s_noted{
+Manager::MemoryOperator s_noted{
     +[](unsigned int size) { return s_calls.emplace_back(s_origin, size).first; },
     +[](void* block) { s_calls.emplace_back(block, 0); },
     +[](void* dst, const void* src, unsigned int size) {
@@ -179,7 +179,7 @@ TEST(Operator, GivesThePoolOneBlockWithRoomToAlignAndCopiesWithinItAlone) {
              << static_cast<void*>(first) << '-' << static_cast<void*>(first + 6144)
              << ")\nCPacketManager dump: SYS Policy\n";
         const auto work = [first] {
-            PacketManagerPeer pool(policyPoolData, Pool{6 * 1024}, &s_noted);
+            PacketManagerPeer pool(Manager::policyPoolData, Pool{6 * 1024}, &s_noted);
             pool->dumpNodes();
             EXPECT_EQ(pool->poolBuffer(), s_origin);
             char outside[16] = "outside";
@@ -199,22 +199,22 @@ TEST(Config, TakesEachSettingByItselfUntilThereIsAManager) {
     s_calls.clear();
     s_origin = s_memory;
     Pool shape{2048};
-    CPacketManager::config(policyPool, nullptr, nullptr);
-    CPacketManager::config({}, nullptr, &shape);
-    CPacketManager::config({}, &s_noted, nullptr);
+    Manager::config(Manager::policyPool, nullptr, nullptr);
+    Manager::config({}, nullptr, &shape);
+    Manager::config({}, &s_noted, nullptr);
     PacketManagerPeer pool({});
     EXPECT_EQ(s_calls, (Calls{{s_origin, 3072}}));
     Testing::expectLines(
-        printed(3, [] { CPacketManager::config(policySystem, nullptr, nullptr); }),
+        printed(3, [] { Manager::config(Manager::policySystem, nullptr, nullptr); }),
         "src/memory/packetmanagerinternal.cpp",
         {"<thread> PacketManagerInternal::config() failured: Packet Manager has been configured!"});
-    EXPECT_EQ(PacketManagerInternal::policy(), policyPool);
+    EXPECT_EQ(PacketManagerInternal::policy(), Manager::policyPool);
 }
 
 TEST(PacketManagerLog, NamesTheSystemPolicyAndNoOther) {
     const auto work = [] {
-        PacketManagerPeer(policySystem)->dumpNodes();
-        PacketManagerPeer(policyNoCreate)->dumpNodes();
+        PacketManagerPeer(Manager::policySystem)->dumpNodes();
+        PacketManagerPeer(Manager::policyNoCreate)->dumpNodes();
     };
     EXPECT_EQ(printed(6, work), "CPacketManager: System Policy\nCPacketManager dump: SYS Policy\n");
 }
@@ -222,17 +222,17 @@ TEST(PacketManagerLog, NamesTheSystemPolicyAndNoOther) {
 // The texts are the conditions themselves.
 TEST(PacketManagerDeathTest, StopsAtBrokenPreconditions) {
     Pool uneven{4097, 1024};
-    EXPECT_DEATH(CPacketManager::config({}, nullptr, &uneven),
+    EXPECT_DEATH(Manager::config({}, nullptr, &uneven),
                  "param->chunkSize >= 1024 && param->chunkSize > 0 && "
                  "param->totalSize % param->chunkSize == 0\\) failed");
     Pool packed{4096, 1024, 3};
-    EXPECT_DEATH(CPacketManager::config({}, nullptr, &packed), "param->alignSize >= 4\\) failed");
-    CPacketManager::MemoryOperator incomplete{s_noted.malloc, s_noted.free, {}};
-    EXPECT_DEATH(CPacketManager::config({}, &incomplete, nullptr),
+    EXPECT_DEATH(Manager::config({}, nullptr, &packed), "param->alignSize >= 4\\) failed");
+    Manager::MemoryOperator incomplete{s_noted.malloc, s_noted.free, {}};
+    EXPECT_DEATH(Manager::config({}, &incomplete, nullptr),
                  "!memop->malloc.empty\\(\\) && !memop->free.empty\\(\\) && "
                  "!memop->memcpy.empty\\(\\)\\) failed");
     s_origin = nullptr;
-    EXPECT_DEATH(PacketManagerPeer(policyPool, {}, &s_noted), "m_pOriginBuffer");
+    EXPECT_DEATH(PacketManagerPeer(Manager::policyPool, {}, &s_noted), "m_pOriginBuffer");
 }
 
 }  // namespace
