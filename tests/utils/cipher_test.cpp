@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/capture.h"
+#include "support/crowd.h"
 #include "support/lines.h"
 #include "utils/aes/aeskernels.h"
 #include "vesko/utils/aes.h"
@@ -225,6 +226,21 @@ TEST(TripleDes, RefusesWorkWithoutKeyOrBuffers) {
     expectLines(log, "src/utils/tripledes.cpp",
                 {"<object> key_length is 0,is unvalid!", "en_de_crypt(): dst is NULL!!",
                  "en_de_crypt(): src is NULL!!"});
+}
+
+TEST(TripleDes, KeepsItsKeysWhileOtherThreadsWorkWithTheirs) {
+    Tovra::Testing::together(2, [](int number) {
+        const bool encrypts = number == 0;
+        const std::string key(24, static_cast<char>('k' + number));
+        const std::string text(800, 't');
+        CTripleDes cipher(bytesOf(key), 24, block8, nullptr);
+        const std::string expected = expectedDes(key, false, "", encrypts, text);
+        std::string result(text.size(), '#');
+        for (int turn = 0; turn < 1'000 && !::testing::Test::HasFailure(); ++turn) {
+            EXPECT_TRUE(run(cipher, encrypts, result.data(), text.data(), text.size()));
+            EXPECT_EQ(result, expected) << encrypts;
+        }
+    });
 }
 
 }  // namespace
