@@ -122,7 +122,7 @@ public:
     /// Keeps the first `n` characters; with none left, the block goes too.
     void cut(size_type n) noexcept {
         assert(n <= size());
-        if (n == 0) {
+        if (n == 0 || !pData_) {  // without a block there is nothing to keep
             std::free(std::exchange(pData_, nullptr));
         } else {
             setSize(n);
