@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -21,13 +20,11 @@ void command(std::vector<std::string> words) {
     setLogFilter(static_cast<int>(arguments.size()), arguments.data());
 }
 
-/// Puts back what the commands change.
+/// Puts back what the commands change for `printed`.
 struct LogCommand : testing::Test {
     ~LogCommand() override {
         command({"-logpath", ""}), command({"-logsize", "0"}), command({"-logmodule", "on"});
         logCleanup();
-        setPrintOptions({});
-        setPrintLogLevel(3);
     }
     const Tovra::Testing::TemporaryDirectory m_directory;
 };
@@ -47,7 +44,8 @@ TEST_F(LogCommand, ShowsItsUsageForNoCommandAndForHelpAlone) {
 }
 
 TEST_F(LogCommand, SetsTheLevelAndSwitchesHeaderElements) {
-    for (const auto& [number, level] : {std::pair{"-7x", -7}, {"x", 0}, {"9999999999", INT_MAX}}) {
+    for (const auto& [number, level] :
+         {std::pair{"-7x", -7}, {"", 0}, {"9999999999", 2147483647}}) {
         command({"-loglevel", number, "ignored"});
         EXPECT_EQ(getPrintLogLevel(), level) << number;
     }
