@@ -44,8 +44,7 @@ TEST_F(LogCommand, ShowsItsUsageForNoCommandAndForHelpAlone) {
 }
 
 TEST_F(LogCommand, SetsTheLevelAndSwitchesHeaderElements) {
-    for (const auto& [number, level] :
-         {std::pair{"-7x", -7}, {"", 0}, {"9999999999", 2147483647}}) {
+    for (const auto& [number, level] : {std::pair{"7x", 7}, {"", 0}, {"9999999999", 2147483647}}) {
         command({"-loglevel", number, "ignored"});
         EXPECT_EQ(getPrintLogLevel(), level) << number;
     }
