@@ -35,19 +35,18 @@ TEST(CheckIncludeVersion, ComparesAModuleWithTheEarlierOnes) {
     const struct {
         std::vector<Module> modules;
         Lines errors;
-    } cases[] = {
-        {{{"A", {{"x", "1"}}}, {"B", {{"X", "2"}, {"X", "4"}, {"x/", "3"}, {"x", "1"}}}}, {}},
-        {{{"A", {{"x", "1"}}}, {"B", {{"x", "2"}, {"y", "z"}}}},
-         {"<object> B version error", "<object> y z"}},
-        // An earlier one failed by itself, and is compared all the same.
-        {{{"A", {{"x", nullptr}, {"y", "1M"}}}, {"B", {{"y", "1"}, {"x", "2"}}}},
-         {"<object> A version error", "<object> x (null)", "<object> y 1M", failed,
-          "<object> A x (null)", "<object> B x 2", "<object> A y 1M", "<object> B y 1"}},
-        // The walk stops at the first that differs, and goes on past one that agrees.
-        {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"y", "2"}, {"x", "01"}}}},
-         {failed, "<object> A x 1", "<object> C x 01"}},
-        {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"x", "1"}, {"y", "2"}}}},
-         {failed, "<object> B y 1", "<object> C y 2"}}};
+    } cases[] = {{{{"A", {{"x", "1"}}}, {"B", {{"X", "2"}, {"X", "4"}, {"x/", "3"}}}}, {}},
+                 {{{"A", {{"x", "1"}}}, {"B", {{"x", "2"}, {"y", "z"}}}},
+                  {"<object> B version error", "<object> y z"}},
+                 // An earlier one failed by itself, and is compared all the same.
+                 {{{"A", {{"x", nullptr}, {"y", "1M"}}}, {"B", {{"y", "1"}, {"x", "2"}}}},
+                  {"<object> A version error", "<object> x (null)", "<object> y 1M", failed,
+                   "<object> A x (null)", "<object> B x 2", "<object> A y 1M", "<object> B y 1"}},
+                 // The walk stops at the first that differs, and goes on past one that agrees.
+                 {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"y", "2"}, {"x", "01"}}}},
+                  {failed, "<object> A x 1", "<object> C x 01"}},
+                 {{{"A", {{"x", "1"}}}, {"B", {{"y", "1"}}}, {"C", {{"x", "1"}, {"y", "2"}}}},
+                  {failed, "<object> B y 1", "<object> C y 2"}}};
     for (const auto& row : cases) {
         SCOPED_TRACE(&row - cases);
         CCheckIncludeVersionInter check;
