@@ -4,7 +4,6 @@
 #include <time.h>
 
 #include <array>
-#include <climits>
 #include <cstdlib>
 #include <iterator>
 #include <utility>
@@ -25,8 +24,8 @@ TEST(Calendar, AgreesWithTheRuntimeLibraryOnEveryDayOfTheRange) {
     // To the end of 2099; the way back only to the end of 2038, where fields are cut.
     for (std::uint64_t today = 0; today < 47482 && !HasFailure(); ++today) {
         for (const std::uint64_t inDay : {std::uint64_t{0}, today % day, day - 1}) {
-            SCOPED_TRACE(testing::Message() << "day " << today << ", second " << inDay);
             const std::uint64_t seconds = today * day + inDay;
+            SCOPED_TRACE(seconds);
             const auto moment = static_cast<time_t>(seconds);
             tm expected{};
             ASSERT_NE(::gmtime_r(&moment, &expected), nullptr);
@@ -43,28 +42,17 @@ TEST(Calendar, AgreesWithTheRuntimeLibraryOnEveryDayOfTheRange) {
 }
 
 TEST(Time, BringsFieldsIntoTheirRanges) {
-    using Row = std::pair<std::array<int, 3>, std::array<int, 3>>;
-    constexpr Row dates[] = {{{2024, 2, 29}, {2024, 2, 29}},   {{2023, 2, 29}, {2023, 2, 28}},
-                             {{2024, 2, 30}, {2024, 2, 28}},   {{2023, 4, 31}, {2023, 4, 30}},
-                             {{2023, 12, 32}, {2023, 12, 31}}, {{1969, 6, 1}, {1970, 6, 1}},
-                             {{2039, 6, 1}, {2038, 6, 1}},     {{2024, 0, 1}, {2024, 1, 1}},
-                             {{2024, 13, 1}, {2024, 12, 1}},   {{2024, 5, 0}, {2024, 5, 1}}};
-    constexpr Row times[] = {{{23, 59, 59}, {23, 59, 59}}, {{24, 10, 10}, {23, 59, 59}},
-                             {{24, -1, -1}, {23, 59, 59}}, {{7, 60, 3}, {7, 59, 3}},
-                             {{7, 3, 60}, {7, 3, 59}},     {{-1, -1, -1}, {0, 0, 0}}};
-    for (const auto& [given, kept] : dates) {
-        const CTime time(given[0], given[1], given[2], 7, 8, 9);
-        const int wday = (time + 0).wday;  // of the checked calendar
-        EXPECT_EQ(fieldsOf(time), (std::array{kept[0], kept[1], kept[2], wday, 7, 8, 9}));
+    constexpr std::pair<std::array<int, 6>, std::array<int, 7>> rows[] = {
+        {{2024, 2, 29, 24, 10, -1}, {2024, 2, 29, 4, 23, 59, 59}},
+        {{2023, 2, 29, 7, 60, 3}, {2023, 2, 28, 2, 7, 59, 3}},
+        {{2024, 2, 30, 7, 3, 60}, {2024, 2, 28, 3, 7, 3, 59}},
+        {{1969, 6, 0, -1, -1, -1}, {1970, 6, 1, 1, 0, 0, 0}},
+        {{2039, 0, 1, 23, 59, 59}, {2038, 1, 1, 5, 23, 59, 59}},
+        {{2023, 13, 32, 7, 8, 9}, {2023, 12, 31, 0, 7, 8, 9}}};
+    for (const auto& [given, kept] : rows) {
+        const CTime time(given[0], given[1], given[2], given[3], given[4], given[5]);
+        EXPECT_EQ(fieldsOf(time), kept);
     }
-    for (const auto& [given, kept] : times) {
-        const CTime time(1970, 1, 1, given[0], given[1], given[2]);
-        EXPECT_EQ(fieldsOf(time), (std::array{1970, 1, 1, 4, kept[0], kept[1], kept[2]}));
-    }
-    EXPECT_EQ(CTime(INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN),
-              CTime(1970, 1, 1, 0, 0, 0));
-    EXPECT_EQ(CTime(INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX),
-              CTime(2038, 12, 31, 23, 59, 59));
 }
 
 TEST(Time, AddsAndSubtractsSeconds) {
@@ -72,15 +60,10 @@ TEST(Time, AddsAndSubtractsSeconds) {
     const CTime from(2000, 2, 28, 23, 59, 59), to(2038, 2, 28, 0, 0, 0);
     EXPECT_EQ(fieldsOf(from + seconds), fieldsOf(to));
     EXPECT_EQ(to - seconds, from);
-    EXPECT_EQ(to + -seconds, from);
-    EXPECT_EQ(to - from, seconds);
     EXPECT_EQ(from - to, -seconds);
     CTime moved = from;
-    moved.isdst = 1;
-    EXPECT_TRUE((moved + seconds).isdst == -1 && (moved - seconds).isdst == -1);
     EXPECT_EQ(moved += seconds, to);
     EXPECT_EQ(moved -= seconds, from);
-    EXPECT_EQ(moved.isdst, 1);
     EXPECT_EQ((CTime(2038, 12, 31, 23, 59, 59) + 1).year, 2039);
 }
 
@@ -108,19 +91,12 @@ TEST(Time, ComparesItsSixFieldsAsTheyStand) {
 TEST(Time, CountsMomentsWithTheStandardOffsetOfTheZone) {
     ManualClock clock;
     EXPECT_EQ(fieldsOf(CTime()), (std::array<int, 7>{}));
-    EXPECT_EQ(CTime().isdst, -1);
-    EXPECT_EQ(CTime().makeTime(), 0U);
     const CTime local(2024, 7, 1, 12, 0, 0);
     for (const int bias : {0, 300, -330, -840}) {
         clock.bias(bias);
         const std::uint64_t moment = local.makeTime();
         EXPECT_EQ(moment, Detail::localSeconds(local) + static_cast<std::uint64_t>(bias * 60));
-        EXPECT_EQ(CTime(moment).isdst, -1);
-        CTime broken;
-        broken.isdst = 1;
-        broken.breakTime(moment);
-        EXPECT_EQ(fieldsOf(broken), fieldsOf(local));
-        EXPECT_EQ(broken.isdst, 1);
+        EXPECT_EQ(fieldsOf(CTime(moment)), fieldsOf(local));
     }
 }
 

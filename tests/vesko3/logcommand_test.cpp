@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -21,14 +20,11 @@ void command(std::vector<std::string> words) {
     setLogFilter(static_cast<int>(arguments.size()), arguments.data());
 }
 
-/// Puts back what the commands change.
-class LogCommand : public testing::Test {
-protected:
+/// Puts back what the commands change for `printed`.
+struct LogCommand : testing::Test {
     ~LogCommand() override {
         command({"-logpath", ""}), command({"-logsize", "0"}), command({"-logmodule", "on"});
         logCleanup();
-        setPrintOptions({});
-        setPrintLogLevel(3);
     }
     const Tovra::Testing::TemporaryDirectory m_directory;
 };
@@ -43,22 +39,12 @@ TEST_F(LogCommand, ShowsItsUsageForNoCommandAndForHelpAlone) {
         "logfilter -logpath [logpath/] #logger module's log to logpath or cancel logger(by set "
         "path to )\n"
         "logfiter -logsize [logsize] #log file max size limited to logsize Kbytes\n";
-    EXPECT_EQ(printed(0, [] { setLogFilter(0, nullptr), command({"-h"}); }), usage + usage);
-    const auto silent = [] {
-        for (const char* word : {"-H", "", "-logmodule", "-loglevel", "-logpath"}) command({word});
-        command({"-h", "x"}), setLogFilter(-1, nullptr), setLogFilter(2, nullptr);
-    };
-    EXPECT_EQ(printed(0, silent), "");
+    EXPECT_EQ(printed(0, [] { setLogFilter(0, nullptr), command({"-h"}), command({"-loglevel"}); }),
+              usage + usage);
 }
 
 TEST_F(LogCommand, SetsTheLevelAndSwitchesHeaderElements) {
-    constexpr std::pair<const char*, int> levels[] = {{"5", 5},
-                                                      {"-7", -7},
-                                                      {"warn", 0},
-                                                      {"6x", 6},
-                                                      {"9999999999", INT_MAX},
-                                                      {"-99999999999999999999", INT_MIN}};
-    for (const auto& [number, level] : levels) {
+    for (const auto& [number, level] : {std::pair{"7x", 7}, {"", 0}, {"9999999999", 2147483647}}) {
         command({"-loglevel", number, "ignored"});
         EXPECT_EQ(getPrintLogLevel(), level) << number;
     }
@@ -68,10 +54,10 @@ TEST_F(LogCommand, SetsTheLevelAndSwitchesHeaderElements) {
         {"-logversion", &PrintOptions::noVersion},
         {"-logfunction", &PrintOptions::noFunction}};
     PrintOptions options{};
-    for (const std::string value : {"no", "oN", "Off", "ON", "", "on"}) {
-        for (const auto& [word, leftOut] : elements) {
+    for (const auto& [word, leftOut] : elements) {
+        for (const auto& [value, shown] : {std::pair{"no", false}, {"oN", true}, {"Off", false}}) {
             command({word, value}), getPrintOptions(&options);
-            EXPECT_EQ(options.*leftOut == 0, value.find_first_of("nN") == 1) << word << value;
+            EXPECT_EQ(options.*leftOut == 0, shown) << word << value;
         }
     }
 }
@@ -80,30 +66,23 @@ TEST_F(LogCommand, FiltersModulesByExactNameOnceOneIsNamed) {
     const auto passes = [](const char* module) {
         return printed(3, [&] { logFilter(3, module, "f", "F", 1, "v", "x\n"); }) == "x\n";
     };
-    command({"-logmodule", "net", "ON"});
-    EXPECT_TRUE(passes("net"));
     command({"-logmodule", "net", "off"});
     EXPECT_TRUE(!passes("net") && passes("Net") && passes(nullptr));
-    for (const char* anyButOff : {"ON", "anything"}) {
-        command({"-logmodule", "OFF"});
-        EXPECT_FALSE(passes("other") || passes(nullptr));
-        EXPECT_EQ(printed(3, [] { logError("1"), logLibName(3, "net", "2\n"); }), "12\n");
-        command({"-logmodule", anyButOff});
-        EXPECT_TRUE(passes("net"));
-    }
+    command({"-logmodule", "OFF"});
+    EXPECT_FALSE(passes("other") || passes(nullptr));
+    EXPECT_EQ(printed(3, [] { logError("1"), logLibName(3, "net", "2\n"); }), "12\n");
     command({"-logmodule", "other", "On"});
     EXPECT_FALSE(passes("net")) << "its entry has stayed";
 }
 
-void warn(const std::string& message) {
-    printed(3, [&] { logWarn("%s\n", message.c_str()); });
+void warn(const std::string& text) {
+    printed(3, [&] { logWarn("%s\n", text.c_str()); });
 }
 
 TEST_F(LogCommand, EmptiesTheFileBeforeTheRecordThatFindsItFull) {
     // Without a limit the latest record stands alone.
     const std::tuple<const char*, std::size_t, std::size_t> rows[] = {
-        {"0", 9, 9},       {"-1", 8, 8},     {"2097152", 7, 7}, {"x", 6, 6},    {"1", 1500, 1506},
-        {"1", 1000, 1000}, {"1", 600, 1600}, {"1", 200, 200},   {"1", 300, 500}};
+        {"2097152", 7, 7}, {"1", 1017, 1024}, {"1", 1000, 1000}, {"1", 600, 1600}, {"1", 200, 200}};
     command({"-logpath", m_directory.path("log")});
     for (const auto& [limit, record, fileAfter] : rows) {
         command({"-logsize", limit});
@@ -139,9 +118,8 @@ TEST_F(LogCommand, TearsNoRecordOfTwoThreads) {
         for (int i = 0; i < 500; ++i) logWarn("%s", line.c_str());
     };
     printed(3, [&] { const std::jthread threads[] = {std::jthread(work), std::jthread(work)}; });
-    std::string whole;
-    for (int i = 0; i < 1000; ++i) whole += line;
-    EXPECT_TRUE(m_directory.read("log") == whole);
+    const std::string text = m_directory.read("log");
+    EXPECT_TRUE(text.size() == 201'000 && line + text == text + line);
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ using Messages = std::vector<std::string>;
 constexpr char noSeparator[] = "<thread> setFormat separator is invalid,set default separator: - ";
 constexpr char noOrder[] = "<thread> setFormat dateFormat is invalid,set default separator: ymd ";
 
-/// What `action` says, with the prefix as `expectLines` shows it.
 template <class Action>
 void expectSays(const Messages& messages, Action&& action) {
     Tovra::Testing::expectLines(Tovra::Testing::printed(2, action), "src/vesko3/timeformat.cpp",
@@ -35,7 +34,6 @@ std::string formatted(const CTime& time, const char* pattern, int flags = 0) {
 /// Leaves the settings of the process as it found them.
 struct TimeFormat : testing::Test {
     ~TimeFormat() override { CTime::setFormatString("yyyy-MM-dd HH:mm:ss"); }
-
     const CTime m_time{2024, 3, 5, 14, 7, 9};
 };
 
@@ -44,38 +42,25 @@ struct Row {
     int number;
     const char* text;
 };
-using Rows = std::vector<Row>;
 
 TEST_F(TimeFormat, WritesWhatThePatternAsksFor) {
     // Flags: 1 separators, 2 date order, 4 hour mode.
     // Three runs take the slots of a date, and all letters of a kind count for its width.
-    const Rows wide = {{"yyyy-MM-dd", 0, "2024-03-05"},   {"HH:mm:ss", 0, "14:07:09"},
-                       {"y-MMM-ddddd", 0, "24-03-05"},    {"dd/MM/yyyy", 0, "2024-03-05"},
-                       {"dd/MM/yyyy", 2, "05-03-2024"},   {"dd/MM/yyyy", 3, "05/03/2024"},
-                       {"dd.MM-yyyy/", 1, "2024.03-05/"}, {"d.d.d.d.d.d", 1, ".05.05..."},
-                       {"MM-dd-MM", 0, "03-05-05"},       {"y M y d y", 0, "2024 3 5  "},
-                       {"hh:mm tt", 4, "02:07 PM"},       {"HH:mm tt", 4, "14:07"},
-                       {"hh:mm   tt!", 0, "14:07!"},      {"h ttt t", 4, "2 PM PM"},
-                       {"Hh|hHh|hmH", 4, "02|02|272"},    {"D YT%\xF9", 0, "D YT%\xF9"},
-                       {"yyyy-dd-d", 0, "2024-05-05"},    {"y M d d yy", 0, "2024 3 05  "}};
-    const Rows narrow = {{"yy-M-d", 0, "24-3-5"}, {"H:m:s", 0, "14:7:9"},
-                         {"yyy", 0, "2024"},      {"MM-dd", 0, "03-05"},
-                         {"dd-MM", 2, "05-03"},   {"Mdy", 2, "3524"},
-                         {"h:m t", 4, "2:7 PM"},  {"   tt", 0, ""},
-                         {"tttt tt", 4, ""},      {"", 5, ""}};
-    for (const auto& rows : {wide, narrow}) {
-        for (const Row& row : rows) {
-            SCOPED_TRACE(testing::Message() << row.pattern << " with " << row.number);
-            expectSays({},
-                       [&] { EXPECT_EQ(formatted(m_time, row.pattern, row.number), row.text); });
-        }
-    }
+    const Row rows[] = {{"yy-M-d", 0, "24-3-5"},         {"H:m:s", 0, "14:7:9"},
+                        {"y-MMM-ddddd", 0, "24-03-05"},  {"dd/MM/yyyy", 0, "2024-03-05"},
+                        {"dd/MM/yyyy", 2, "05-03-2024"}, {"dd.MM-yyyy/", 1, "2024.03-05/"},
+                        {"dd/MM/yyyy", 3, "05/03/2024"}, {"d.d.d.d.d.d", 1, ".05.05..."},
+                        {"MM-dd-MM", 0, "03-05-05"},     {"y M y d y", 0, "2024 3 5  "},
+                        {"yyyy-dd-d", 0, "2024-05-05"},  {"Mdy", 2, "3524"},
+                        {"hh:mm tt", 4, "02:07 PM"},     {"hh:mm   tt!", 0, "14:07!"},
+                        {"h ttt t", 4, "2 PM PM"},       {"Hh|hHh|hmH", 4, "02|02|272"},
+                        {"D YT%\xF9", 0, "D YT%\xF9"},   {"tttt tt", 4, ""}};
+    for (const Row& row : rows)
+        EXPECT_EQ(formatted(m_time, row.pattern, row.number), row.text) << row.pattern;
 }
 
 TEST_F(TimeFormat, WritesFieldsOfAnyValueAsPrintfDoes) {
-    using Hour = std::pair<int, const char*>;
-    for (const auto& [hour, text] :
-         {Hour{0, "12 AM"}, {1, "1 AM"}, {11, "11 AM"}, {12, "12 PM"}, {13, "1 PM"}, {23, "11 PM"}})
+    for (const auto& [hour, text] : {std::pair{0, "12 AM"}, {11, "11 AM"}, {12, "12 PM"}})
         EXPECT_EQ(formatted(CTime(2024, 1, 1, hour, 0, 0), "h t", 4), text);
     EXPECT_EQ(formatted(CTime(2024, 12, 31, 9, 59, 10), "M d H m s"), "12 31 9 59 10");
     CTime time;
@@ -89,13 +74,10 @@ TEST_F(TimeFormat, WritesFieldsOfAnyValueAsPrintfDoes) {
 TEST_F(TimeFormat, TakesTheSettingsFromThePatternThatIsStored) {
     const Messages problems[] = {{}, {noSeparator}, {noOrder}, {noSeparator, noOrder}};
     // Separator, number of the date order, "h" for twelve hours.
-    const Rows rows = {{"dd.MM.yyyy hh", 0, ".2h"}, {"MM/dd/yyyy HH", 0, "/1H"},
-                       {"yyyy/MM.dd", 0, ".0H"},    {"yyyy-MM/dd", 0, "/0H"},
-                       {"yyyy-MM-dd", 0, "-0H"},    {"yyyy MM dd h", 1, "-0h"},
-                       {"MM-yyyy-dd", 2, "-0H"},    {"dd-yyyy-MM", 2, "-0H"},
-                       {"yyyy-MM", 0, "-0H"},       {"MM-dd", 0, "-1H"},
-                       {"dd-MM", 0, "-2H"},         {"yyyy-dd", 2, "-0H"},
-                       {"MM.", 2, ".0H"},           {"", 3, "-0H"}};
+    const Row rows[] = {{"MM/dd/yyyy HH", 0, "/1H"}, {"yyyy/MM.dd", 0, ".0H"},
+                        {"yyyy-MM/dd", 0, "/0H"},    {"yyyy MM dd h", 1, "-0h"},
+                        {"MM-yyyy-dd", 2, "-0H"},    {"yyyy-MM", 0, "-0H"},
+                        {"MM-dd", 0, "-1H"},         {"dd-MM", 0, "-2H"}};
     EXPECT_STREQ(CTime::getFormat().c_str(), "yyyy-MM-dd HH:mm:ss");
     for (const Row& row : rows) {
         SCOPED_TRACE(row.pattern);
@@ -116,7 +98,7 @@ TEST_F(TimeFormat, TakesTheSettingsFromThePatternThatIsStored) {
 
 TEST_F(TimeFormat, SettingsChangeTogetherBesideReaders) {
     std::atomic<bool> ended{false};
-    std::thread writer([&] {
+    const std::jthread writer([&] {
         for (int i = 0; i < 2000; ++i) {
             CTime::setFormatString("dd.MM.yyyy and more than fits into the string itself");
             CTime::setFormatString("yyyy/MM/dd");
@@ -128,7 +110,6 @@ TEST_F(TimeFormat, SettingsChangeTogetherBesideReaders) {
         EXPECT_TRUE(text == "24 3 5-" || text == "24 3 5/" || text == "5 3 24.") << text;
         EXPECT_NE(CTime::getFormat().size(), 0U);
     }
-    writer.join();
 }
 
 TEST(TimeParse, ReadsSixNumbersByThePatternOrClearsTheFields) {
@@ -144,13 +125,9 @@ TEST(TimeParse, ReadsSixNumbersByThePatternOrClearsTheFields) {
         int problem = 0;
     } rows[] = {{"2024-03-05 14:07:09 55", "yyyy-MM-dd HH:mm:ss", usual},
                 {"03 05 2024 14 07 09", "Mdy", usual},
-                {"2024-3-5T14h7m9-", "yMd", usual},
                 {"05/03/2024 02:07:09 PM", "dd/MM/yyyy hh:mm:ss tt", usual},
-                {"2024 3 5 PM 2:7:9 AM", "yMdh", usual},
                 {"2024 3 5 12:7:9 PM", "yMdh", usual - 7200},
                 {"2024 3 5 12:7:9 AM", "yMdh", usual - 50400},
-                {"2024 3 5 0:7:9 PM", "yMdh", usual - 7200},
-                {"2024 3 5 11:7:9 AM", "yMdh", usual - 10800},
                 {"x2024-03-05 14:07:09", "yMd", CTime(0, 2024, 3, 5, 14, 7)},
                 {"2039-13-40 24:60:60", "yMd", CTime(2038, 12, 31, 23, 59, 59)},
                 {"99999999999-4294967299-2147483648 5:6:7", "yMd", CTime(2038, 12, 31, 5, 6, 7)},
@@ -163,12 +140,10 @@ TEST(TimeParse, ReadsSixNumbersByThePatternOrClearsTheFields) {
         SCOPED_TRACE(row.text != nullptr ? row.text : "null");
         const bool good = row.problem == 0;
         CTime time(2001, 2, 3, 0, 0, 0);
-        time.isdst = 1;
         expectSays(good ? Messages{} : Messages{problems[row.problem]},
                    [&] { EXPECT_EQ(time.parse(row.text, row.pattern, 7), good); });
         EXPECT_TRUE(time == row.time) << formatted(time, "yyyy-MM-dd HH:mm:ss");
         EXPECT_EQ(time.wday, good ? row.time.wday : 6);
-        EXPECT_EQ(time.isdst, 1);
     }
 }
 

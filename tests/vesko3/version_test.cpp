@@ -21,10 +21,6 @@ namespace {
 using namespace Tovra::Vesko;
 using Tovra::Testing::printed;
 
-constexpr char plainDate[] = "Jul 16 2018";
-
-CVersion withDate(const char* date) { return {"Name", 1, 2, 3, "4", date}; }
-
 std::array<int, 3> dayOf(const SystemTime& date) { return {date.year, date.month, date.day}; }
 
 template <class Version>
@@ -35,7 +31,7 @@ TYPED_TEST_SUITE(AnyVersion, Versions);
 TYPED_TEST(AnyVersion, KeepsTheNumbersAndWhatFitsOfTheName) {
     const std::string letters = "abcdefghijklmnopqrstuvwxyz0123456789ABCD";
     for (const std::size_t length : {0U, 1U, 31U, 32U, 40U}) {
-        const TypeParam version(letters.substr(0, length).c_str(), 1, -2, 3, "4", plainDate);
+        const TypeParam version(letters.substr(0, length).c_str(), 1, -2, 3, "4", "Jul 16 2018");
         EXPECT_EQ(version.name, letters.substr(0, std::min(length, std::size_t{31})));
         EXPECT_EQ((std::array{version.major, version.minor, version.patch, version.revision}),
                   (std::array{1, -2, 3, 4}));
@@ -58,46 +54,35 @@ TEST(Version, ReadsTheRevision) {
         for (const char* text : texts)
             EXPECT_EQ(CVersion("", 1, 2, 3, text, "").revision, revision) << '"' << text << '"';
     };
-    expectRevision(5, {"5", "5M", "005", "5:34", "Win5", "$Rev: 5 $", "$Rev:5$", "$Revision:\t\n 5",
-                       ":5", "$:azAZ5", "r +5"});
-    expectRevision(-5, {"r-5"});
-    expectRevision(2147483647, {"2147483647"});
-    expectRevision(0, {"", "0", "Revision", "$Rev: $", "r - 5", "r_5", " 5", "-5", "+5", "_5", "@5",
-                       "[5", "`5", "{5", "/5", "\xe9 5"});
-    CVersion("", 1, 2, 3, "99999999999999999999", "");  // some number, and nothing worse
+    expectRevision(5, {"5M", "005", "5:34", "$Rev: 5 $", "$Rev:\t\n 5", ":5", "$:azAZ5", "r +5"});
+    expectRevision(0, {"", "Revision", "r - 5", " 5", "-5", "@5", "[5", "`5", "{5", "\xe9 5"});
 }
 
-using DateRow = std::pair<const char*, std::array<int, 3>>;
-
 TEST(Version, ReadsTheDate) {
-    const DateRow rows[] = {{"jul 16 2018", {2018, 13, 16}}, {"July 16 2018", {0, 7, 0}},
-                            {"Jul16-2018", {-2018, 7, 16}},  {"Jul 16 x", {0, 7, 16}},
-                            {"Jul x 2018", {0, 7, 0}},       {"Ju\0 5 6", {0, 13, 0}},
-                            {"J\0l5 6", {0, 13, 0}}};
-    for (const auto& [text, day] : rows) EXPECT_EQ(dayOf(withDate(text).date), day) << text;
+    const std::pair<const char*, std::array<int, 3>> rows[] = {{"jul 16 2018", {2018, 13, 16}},
+                                                               {"July 16 2018", {0, 7, 0}},
+                                                               {"Jul16-2018", {-2018, 7, 16}},
+                                                               {"Ju\0 5 6", {0, 13, 0}}};
+    for (const auto& [text, day] : rows)
+        EXPECT_EQ(dayOf(CVersion("", 1, 2, 3, "", text).date), day) << text;
     int month = 0;
     for (const char* name :
          {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"})
-        EXPECT_EQ(withDate(name).date.month, ++month);
+        EXPECT_EQ(CVersion("", 1, 2, 3, "", name).date.month, ++month);
 }
 
 TEST(Version, PrintsItsBannerAtInfo) {
-    const CVersion version("Sample", 1, 0, 20, "Rev: 408842", plainDate);
-    EXPECT_EQ(printed(3, [&] { version.print(); }), "");
-    EXPECT_EQ(printed(4, [&] { version.print(); }),
+    EXPECT_EQ(printed(4, [] { CVersion("Sample", 1, 0, 20, "408842", "Jul 16 2018").print(); }),
               "[*] Sample 1.0.20.408842 Built in 2018/ 7/16 [*]\n");
 }
 
 TEST(Version, ApplicationDateStartsWithTheCenturyAndTakesADate) {
     const SystemTime start = CVersion::appDate;
     EXPECT_EQ(dayOf(start), (std::array{2000, 1, 1}));
-    const DateRow rows[] = {
-        {"Dec 24 2025", {2025, 12, 24}}, {"Mar", {2025, 3, 24}}, {nullptr, {2025, 13, 24}}};
-    for (const auto& [text, day] : rows) {
-        CVersion::setAppDate(text);
-        EXPECT_EQ(dayOf(CVersion::appDate), day);
-    }
-    EXPECT_EQ(CVersion::appDate.isdst, -1);
+    CVersion::setAppDate("Dec 24 2025");
+    EXPECT_EQ(dayOf(CVersion::appDate), (std::array{2025, 12, 24}));
+    CVersion::setAppDate(nullptr);
+    EXPECT_EQ(dayOf(CVersion::appDate), (std::array{2025, 13, 24}));
     CVersion::appDate = start;
 }
 
@@ -106,16 +91,13 @@ TEST(LegacyVersion, ReadsTheRevisionAndTellsOfLocalChanges) {
         const char* text;
         int revision;
         bool changed;
-    } rows[] = {{"1234", 1234, false}, {"1234M", 1234, true},  {" -7", -7, false},
-                {"Win32", 0, false},   {"Rev: 56", 56, false}, {"1:23:4", 23, false},
-                {"12:M", 0, true},     {"9:", 0, false},       {"Module", 0, true},
-                {"m5", 0, false}};
+    } rows[] = {{"1234M", 1234, true},  {" -7", -7, false},    {"m5", 0, false},
+                {"Rev: 56", 56, false}, {"1:23:4", 23, false}, {"Module", 0, true}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
         const auto make = [&] {
             EXPECT_EQ(CLegacyVersion("Sample", 1, 2, 3, row.text, "").revision, row.revision);
         };
-        EXPECT_EQ(printed(3, make), "");
         EXPECT_EQ(printed(4, make), row.changed
                                         ? "Some [Sample] files are not commit to SVN server. "
                                           "It compied wtih local modified files.\n"
@@ -124,24 +106,18 @@ TEST(LegacyVersion, ReadsTheRevisionAndTellsOfLocalChanges) {
 }
 
 TEST(LegacyVersion, EntersTheListOfTheProcessAfterTheLibrary) {
-    const std::vector<VersionMatcher>& list = Detail::versionMatchers();
-    const std::size_t before = list.size();
     const std::string longName(40, 'n');
     const CLegacyVersion named(longName.c_str(), 4, 5, 6, "", "");
-    const CLegacyVersion nameless(nullptr, 7, 8, 9, "", "");
-    ASSERT_EQ(list.size(), before + 2);
-    const auto entry = [&](std::size_t at) {
-        return std::tuple(list[at].name, list[at].major, list[at].minor, list[at].patch);
+    const auto entry = [](const VersionMatcher& of) {
+        return std::tuple(of.name, of.major, of.minor, of.patch);
     };
-    EXPECT_EQ(entry(0), std::tuple("Vesko2", 1, 0, 0));
-    EXPECT_EQ(entry(before), std::tuple(longName, 4, 5, 6));
-    EXPECT_EQ(entry(before + 1), std::tuple("", 7, 8, 9));
+    EXPECT_EQ(entry(Detail::versionMatchers().front()), std::tuple("Vesko2", 1, 0, 0));
+    EXPECT_EQ(entry(Detail::versionMatchers().back()), std::tuple(longName, 4, 5, 6));
 }
 
 std::string outputOf(const std::string& command) {
     std::string text;
     std::FILE* pipe = ::popen(command.c_str(), "r");
-    if (pipe == nullptr) return "no pipe";
     for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
     EXPECT_EQ(::pclose(pipe), 0);
     return text;
