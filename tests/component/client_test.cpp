@@ -329,8 +329,8 @@ TEST_F(Client, TellsItsProceduresOfAnAbortInTheOrderOfTheirSlots) {
     Witness two{'2'};
     EXPECT_TRUE(client->attachStatusProc(two.proc(16U)));
     EXPECT_TRUE(client->attachStatusProc(two.proc(17U)));
-    for (const auto& known : {two.proc(0xFFFFFFFF), IClient::Proc()}) {
-        EXPECT_FALSE(client->attachStatusProc(known));
+    for (const auto& refused : {two.proc(16U), two.proc(0xFFFFFFFF), IClient::Proc()}) {
+        EXPECT_FALSE(client->attachStatusProc(refused));
     }
     Witness witnesses[] = {{'a'}, {'b'}, {'c', true}, {'d'}, {'e'}, {'f'}};
     for (Witness& one : witnesses) EXPECT_TRUE(client->attachStatusProc(one.proc()));
