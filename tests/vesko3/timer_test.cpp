@@ -6,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -26,7 +25,6 @@ namespace {
 using namespace Tovra::Vesko;
 using Tovra::Testing::ManualClock;
 using Tovra::Testing::printed;
-using Tovra::Testing::together;
 
 // A callback that counts its calls, and may hold its worker until it is let on.
 struct Calls {
@@ -35,14 +33,12 @@ struct Calls {
         ++count;
         began.post();
         if (isHeld) mayEnd.pend();
-        if (action) action();
     }
     TFunction1<void, unsigned long> proc() { return {&Calls::call, this}; }
 
     std::atomic<int> count{0};
     std::atomic<unsigned long> lastParam{0};
     std::atomic<bool> isHeld{false};
-    std::function<void()> action;
     CSemaphore began;
     CSemaphore mayEnd;
 };
@@ -50,9 +46,7 @@ struct Calls {
 // The tests on the real clock come first: it stands still behind the others.
 TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
     // Callbacks and four threads work on the same timers, which come and go.
-    std::atomic<int> inside{0};
     struct Busy {
-        explicit Busy(std::atomic<int>& count) : inside(count) {}
         ~Busy() {
             timer.stopAndWait();
             EXPECT_EQ(running, 0);  // no call is in flight any more
@@ -60,7 +54,6 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
         void call(unsigned long param) {
             const auto turn = static_cast<unsigned int>(param);
             ++running;
-            ++inside;
             if (turn % 3 == 0) timer.start({&Busy::call, this}, turn % 7, turn % 5, turn + 1, 0);
             if (turn % 3 == 1) timer.stop(turn % 2 == 0);
             if (turn % 3 == 2) timer.stopAndWait();
@@ -68,12 +61,11 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
         }
         CTimer timer{"storm"};
         std::atomic<int> running{0};
-        std::atomic<int>& inside;
     };
-    together(4, [&](int number) {
+    Tovra::Testing::together(4, [](int number) {
         const auto seed = static_cast<unsigned int>(number) * 1000;
         for (unsigned int turn = seed; turn < seed + 150; ++turn) {
-            Busy busy(inside);
+            Busy busy;
             std::thread other([&] { busy.timer.start({&Busy::call, &busy}, 0, 1, turn, 5); });
             busy.timer.start({&Busy::call, &busy}, turn % 3, turn % 4, turn, 0);
             busy.timer.setPeriodTime(turn % 6);
@@ -81,20 +73,17 @@ TEST(TimerStorm, StartsStopsAndEndsFromEverywhere) {
             if (turn % 4 == 0) CThread::sleep(1);
         }
     });
-    EXPECT_GT(inside, 0);
 }
 
 TEST(TimerClock, FollowsTheRealOne) {
-    using Clock = std::chrono::steady_clock;
     Calls calls;
     CTimer timer("real");
-    const auto begin = Clock::now();
+    const auto begin = std::chrono::steady_clock::now();
     timer.start(calls.proc(), 50, 50, 0, 0);
     for (int i = 0; i < 3; ++i) ASSERT_EQ(calls.began.pend(10'000), 0);
-    const auto taken = Clock::now() - begin;
+    const auto taken = std::chrono::steady_clock::now() - begin;
     timer.stopAndWait();
     EXPECT_GE(taken, std::chrono::milliseconds(125));  // a delay counts from the last tick
-    EXPECT_LT(taken, std::chrono::seconds(10));
 }
 
 // Time stands still but for `pass`; nothing may be left armed when a test ends.
@@ -142,7 +131,6 @@ protected:
 
 TEST_F(Timer, CallsOnceBehindItsDelay) {
     EXPECT_TRUE(timer.start(calls.proc(), 100, 0, 42, 0));
-    EXPECT_TRUE(timer.isStarted());
     EXPECT_FALSE(timer.isCalled());
     expectCallBetween(99, 102, 0);
     EXPECT_EQ(calls.lastParam, 42U);
@@ -151,10 +139,6 @@ TEST_F(Timer, CallsOnceBehindItsDelay) {
     pass(1000);
     waitUntilIdle();
     EXPECT_EQ(calls.count, 1);
-    EXPECT_TRUE(timer.start(calls.proc(), 0, 0, 1, 0));  // without delay: at once
-    EXPECT_FALSE(timer.isStarted());
-    EXPECT_TRUE(timer.isCalled());
-    awaitWholeCall();
 }
 
 TEST_F(Timer, KeepsItsGridAndSkipsWhatWasMissed) {
@@ -164,39 +148,36 @@ TEST_F(Timer, KeepsItsGridAndSkipsWhatWasMissed) {
     waitUntilIdle();
     pass(1000);  // one call for five periods
     awaitWholeCall();
-    EXPECT_EQ(calls.count, 3);
     expectCallBetween(196, 200, 3);
+    waitUntilIdle();
+    timer.setPeriodTime(500);
+    expectCallBetween(498, 502, 4);
 }
 
 TEST_F(Timer, QueuesNoCallWhileOneIsInFlight) {
     calls.isHeld = true;
     EXPECT_TRUE(timer.start(calls.proc(), 0, 100, 0, 0));
     awaitCall();
-    EXPECT_TRUE(timer.isRunning());
     for (int i = 0; i < 3; ++i) pass(100);
     EXPECT_FALSE(timer.start(calls.proc(), 0, 100, 0, 0));
-    EXPECT_TRUE(timer.isStarted());
     EXPECT_TRUE(timer.start(calls.proc(), 100, 0, 0, 0));
-    EXPECT_EQ(calls.count, 1);
     calls.isHeld = false;
     calls.mayEnd.post();
     waitUntilIdle();
     EXPECT_EQ(calls.count, 1);
     EXPECT_TRUE(timer.stop(false));
-    EXPECT_FALSE(timer.stop(false));
 }
 
 TEST_F(Timer, MakesTheCallOfAStoppedOneShotNowWhenAsked) {
     timer.start(calls.proc(), 100, 0, 0, 0);
     EXPECT_TRUE(timer.stop(true));
-    EXPECT_TRUE(timer.isCalled());
     awaitWholeCall();
     timer.start(calls.proc(), 100, 100, 0, 0);
     EXPECT_TRUE(timer.stop(true));  // a periodic one makes none
     EXPECT_EQ(calls.count, 1);
 }
 
-TEST_F(Timer, WaitsForACallInFlightButNotForItself) {
+TEST_F(Timer, WaitsForACallInFlight) {
     calls.isHeld = true;
     timer.start(calls.proc(), 0, 0, 0, 0);
     awaitCall();
@@ -208,42 +189,22 @@ TEST_F(Timer, WaitsForACallInFlightButNotForItself) {
     releaser.join();
     EXPECT_FALSE(timer.isRunning());
     EXPECT_NE(text.find("CTimer::Stop 'timer' wait callback exit!\n"), std::string::npos);
-
-    calls.isHeld = false;
-    calls.action = [&] {
-        EXPECT_TRUE(timer.stopAndWait());
-        EXPECT_TRUE(timer.isRunning());
-    };
-    timer.start(calls.proc(), 0, 100, 0, 0);
-    awaitWholeCall();
-    EXPECT_FALSE(timer.isStarted());
-}
-
-TEST_F(Timer, MovesByTheDifferenceOfPeriods) {
-    timer.start(calls.proc(), 100, 100, 0, 0);
-    timer.setPeriodTime(500);
-    expectCallBetween(498, 502, 0);
 }
 
 TEST_F(Timer, ServesTheYoungestFirstAmongEquals) {
-    std::vector<std::unique_ptr<CTimer>> timers;
-    for (const char* name : {"a", "b", "c", "d", "e"}) {
-        timers.push_back(std::make_unique<CTimer>(name));
-    }
+    CTimer timers[] = {CTimer("a"), CTimer("b"), CTimer("c"), CTimer("d"), CTimer("e")};
     constexpr unsigned int delays[] = {300, 100, 200, 100, 300};
-    for (std::size_t i = 0; i < 5; ++i) timers[i]->start(calls.proc(), delays[i], 0, 0, 7);
+    for (std::size_t i = 0; i < 5; ++i) timers[i].start(calls.proc(), delays[i], 0, 0, 7);
     const std::string text = dump();
     std::string order;
     for (std::size_t at = text.find("___\n") + 4; text[at] == ' '; at = text.find('\n', at) + 1) {
         order += text[text.find_first_not_of(' ', at)];
     }
     EXPECT_EQ(order, "dbcea");
-    EXPECT_EQ(text.find("Timers: ( "), 0U);
     EXPECT_NE(text.find(" Milli-Seconds Elapsed )\n"
                         "            Name            NextTime RunningTime Period   Used/Timeout "
                         "State\n"),
               std::string::npos);
-    EXPECT_NE(text.find("           0      0      0/     7 Idle\n"), std::string::npos);
 }
 
 TEST_F(Timer, ShowsAndReportsALongCall) {
@@ -254,8 +215,6 @@ TEST_F(Timer, ShowsAndReportsALongCall) {
     pass(15);
     awaitCall();
     CString names;
-    CThreadManager::instance()->getTimeOutThreads(names);
-    EXPECT_EQ(names.find("a timer"), CString::npos);
     pass(1500);
     EXPECT_TRUE(CThreadManager::instance()->getTimeOutThreads(names));
     EXPECT_NE(names.find("a timer of more than thirty-one("), CString::npos);
@@ -263,11 +222,7 @@ TEST_F(Timer, ShowsAndReportsALongCall) {
     calls.isHeld = false;
     calls.mayEnd.post();
     waitUntilIdle();
-    EXPECT_NE(dump().find("  10000      0/  1000 Idle\n"), std::string::npos);
-    calls.action = [this] { clock.step(5'500'000); };
-    pass(9000);
-    awaitWholeCall();
-    EXPECT_NE(dump().find("        1505  10000      0/"), std::string::npos);
+    EXPECT_NE(dump().find("        1500  10000      0/  1000 Idle\n"), std::string::npos);
 }
 
 TEST_F(Timer, KeepsNoMoreIdleWorkersThanTheLimit) {
