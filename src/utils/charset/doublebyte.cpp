@@ -53,15 +53,19 @@ unsigned short takeCharacter(const unsigned char*& from) {
     return uni != 0 ? uni : s_replacement;
 }
 
-// Text under way, with a zero behind it.
+// Fills up what a text has left of its room, however little.
+void clear(void* rest, int room) {
+    if (room > 0) std::memset(rest, 0, static_cast<std::size_t>(room));
+}
+
+// Text under way. At its end zeros fill up the room, and one stands behind a text that fills it.
 class Writer {
 public:
     enum Outcome { added, full, unknown };
 
-    Writer(char* dst, int dstLen) : m_to(dst), m_room(dstLen) {
-        if (dstLen > 0) std::memset(dst, 0, static_cast<std::size_t>(dstLen));
-    }
+    Writer(char* dst, int dstLen) : m_to(dst), m_room(dstLen) {}
     ~Writer() {
+        clear(m_to, m_room);
         if (m_isBegun) *m_to = '\0';
     }
     Writer(const Writer&) = delete;
@@ -121,13 +125,14 @@ int UniTGb2312(unsigned short* src, int srcLen, char* dst, int dstLen) {
 
 int Gb2312TUtf8(char* src, unsigned char* dst, int dstLen) {
     if (src == nullptr || dst == nullptr || *src == '\0') return 0;
-    if (dstLen > 0) std::memset(dst, 0, static_cast<std::size_t>(dstLen));
+    unsigned char* const end = dst + std::max(dstLen, 0);
     unsigned char* to = dst;
     for (const unsigned char* from = bytesOf(src); *from != 0 && dstLen > 0;) {
         const int length = encodeUtf8(to, takeCharacter(from), dstLen);
         if (length > 0) to += length;
         dstLen -= length > 0 ? length : 1;
     }
+    clear(to, static_cast<int>(end - to));
     return static_cast<int>(to - dst);
 }
 
