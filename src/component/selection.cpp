@@ -62,6 +62,7 @@ CString getClassId(CString& base, CString& suffix) {
     return suffix.empty() ? base : base + "." + suffix;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value, as the interface tells
 bool setQueryerHandler(TComPtr<IServerInfoQueryer> handler) {
     static TComPtr<IServerInfoQueryer> s_handler;
     if (s_handler.isEmpty() && !handler.isEmpty()) {
