@@ -15,7 +15,7 @@ namespace {
 
 using namespace Tovra::Vesko;
 
-constexpr unsigned int aMoment = 30;
+constexpr unsigned int aMoment = 100;  // in which a thread of a busy machine gets to its wait
 
 // Enters on a thread of its own, and leaves when it is told to.
 class Holder {
