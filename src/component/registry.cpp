@@ -88,8 +88,8 @@ Found getDynamicCreator(const std::string& name, ComponentInfo& info) {
         info.module = Platform::LoadLibraryA(ModuleText("%s.so", name).text);
     }
     if (info.module == nullptr) return {nullptr, false};
-    if (info.creator != nullptr)
-        return {info.creator, false};  // registered as the library was loaded
+    // The library may have registered its creator as it was loaded.
+    if (info.creator != nullptr) return {info.creator, false};
     const ModuleText entry("create%sObject", name);
     const auto creator =
         reinterpret_cast<ComponentCreator>(Platform::GetProcAddress(info.module, entry.text));

@@ -63,7 +63,7 @@ struct ThreadInternal {
     std::atomic<bool> loop{false};         // changes under mutex, but for the body's last step
     std::atomic<bool> destroying{false};   // changes under mutex
     std::atomic<bool> enableStack{false};
-    ThreadManagerInternal* const manager;
+    ThreadManagerInternal* const manager;  // is there before any thread
     CThread* const owner;
     CMutex mutex;  // of the start and stop transitions
 };

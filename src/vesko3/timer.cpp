@@ -29,7 +29,7 @@ bool TimerInternal::run() {
 
 bool TimerInternal::dispatch(std::uint64_t now) {
     calledTime = now;
-    CTimerThread* worker = TimerManagerInternal::needed().getTimerThread(name.copy().text);
+    CTimerThread* worker = TimerManagerInternal::needed().getTimerThread(*this);
     thread = worker;
     if (worker != nullptr) worker->serve(*this);
     return worker != nullptr;

@@ -98,7 +98,7 @@ bool TimerManagerInternal::removeTimer(TimerInternal* timer) {
     return true;
 }
 
-CTimerThread* TimerManagerInternal::getTimerThread(const char* timerName) {
+CTimerThread* TimerManagerInternal::getTimerThread(const TimerInternal& timer) {
     CRecursiveGuard guard(mutex);
     if (m_idleHead != nullptr) {
         CTimerThread* worker = m_idleHead;
@@ -109,7 +109,7 @@ CTimerThread* TimerManagerInternal::getTimerThread(const char* timerName) {
     auto worker = std::make_unique<CTimerThread>();
     int error = 0;
     if (worker->begin(error)) return worker.release();
-    m_lostCalls.push_back({std::move(worker), error, timerName});
+    m_lostCalls.push_back({std::move(worker), error, timer.name.copy().text});
     m_hasLostCalls = true;
     return nullptr;
 }

@@ -44,9 +44,9 @@ public:
     bool removeTimer(TimerInternal* timer) VESKO_REQUIRES(mutex);
 
     /// Takes a worker from the pool, or makes one.
-    /// @param timerName of the timer that has a call for it
+    /// @param timer has a call for it
     /// @return null when none can be started: `reportLostCalls` has something to tell then
-    CTimerThread* getTimerThread(const char* timerName) VESKO_EXCLUDES(mutex);
+    CTimerThread* getTimerThread(const TimerInternal& timer) VESKO_EXCLUDES(mutex);
 
     /// Puts a worker into the pool.
     /// @return the first one beyond the limit, with the others behind it: the caller ends them, with
