@@ -111,12 +111,12 @@ void Crew::stop() {
     m_isStopped = true;
     m_window.stop();
     m_progress.stop();
-    const bool isDone = comesTrueInGrace([this] { return m_window.isEmpty(); },
-                                         [this](unsigned int milliSeconds) {
-                                             m_window.waitForFront(milliSeconds);
-                                             settleDone();
-                                         });
-    if (!isDone) settleUnfinished();
+    comesTrueInGrace([this] { return m_window.isEmpty(); },
+                     [this](unsigned int milliSeconds) {
+                         m_window.waitForFront(milliSeconds);
+                         settleDone();
+                     });
+    settleUnfinished();
 }
 
 void Crew::settleUnfinished() {

@@ -137,6 +137,7 @@ void forgetInstance(Registry& all, IUnknown* object) VESKO_REQUIRES(all.s_compon
     const auto pj = std::ranges::find((*pi).second.instances, object, &ComponentInstance::object);
     VESKO_ASSERT(pj != (*pi).second.instances.end());
     (*pi).second.instances.erase(pj);
+    UnknownInternal::of(object).registered = false;  // it may come back, where a creator keeps it
 }
 
 }  // namespace

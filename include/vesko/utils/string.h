@@ -12,8 +12,9 @@ namespace Tovra::Utils {
 
 /// Formats like `std::snprintf`, but ends the text with a zero only if there is room left for it.
 /// It takes buffer, size and format.
-/// @return the length of the text, or -1 when it is longer than the size, or fills it while
-///         memory is short: as much as fits is written then
+/// @return the length of the text, or -1 when it is longer than the size: as much as fits is written
+///         then. Where memory is short, a text that fills the size counts as longer, and its last
+///         character is a zero
 VESKO_API extern int (*snprintf)(char*, std::size_t, const char*, ...);
 
 /// Compares two texts, where the letters A to Z are the same as a to z.
