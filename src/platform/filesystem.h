@@ -36,6 +36,10 @@ std::FILE* _fdopen(int descriptor, const char* mode);
 /// @return the descriptor of a stream
 int _fileno(std::FILE* stream);
 
+/// Hands on what a stream has to write, before it is read: it may lose that otherwise, and a file that
+/// is told to move to where it is already does not ask the stream to.
+void finishWriting(std::FILE* stream);
+
 /// Gives a stream a buffer of its own, full buffering. The buffer goes with `_fclose`.
 /// @return 0; otherwise memory is short, and the stream keeps the runtime library's own buffer
 int _setvbuf(std::FILE* stream, std::size_t sizeBytes);

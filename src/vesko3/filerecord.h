@@ -73,7 +73,6 @@ struct FileRecord {
         if (!isOpen()) return;
         m_opt->fclose(m_file);
         m_file = nullptr;
-        m_wroteLast = false;
         m_length = 0;
         m_position = 0;
         freeBuffer();
@@ -86,12 +85,10 @@ struct FileRecord {
     }
 
     std::size_t readSome(void* buffer, std::size_t size) {
-        finishWriting();
         return m_opt->fread(buffer, 1, size, m_file);
     }
 
     std::size_t writeSome(const void* buffer, std::size_t size) {
-        m_wroteLast = true;
         return m_opt->fwrite(buffer, 1, size, m_file);
     }
 
@@ -111,7 +108,6 @@ struct FileRecord {
             if (origin + offset == std::int64_t{m_position}) return m_position;
         }
         if (seekTo(*m_opt, m_file, Size{}, offset, whence) < 0) return 0;
-        m_wroteLast = false;
         m_position = toldPosition();
         return m_position;
     }
@@ -119,7 +115,6 @@ struct FileRecord {
     /// Writes a text.
     /// @return the table's result
     int puts(const char* text) {
-        m_wroteLast = true;
         const int result = m_opt->fputs(text, m_file);
         if (result != -1) advanceBy(std::strlen(text));
         return result;
@@ -134,7 +129,6 @@ struct FileRecord {
 
     /// Reads a line.
     char* gets(char* text, int size) {
-        finishWriting();
         char* line = m_opt->fgets(text, size, m_file);
         if (line != nullptr) moveBy(std::strlen(line));
         return line;
@@ -170,15 +164,6 @@ private:
         const auto position = tell(*m_opt, m_file, static_cast<const Size*>(nullptr));
         return position < 0 ? 0 : static_cast<Size>(position);
     }
-
-    // A stream loses what it has to write when it is read without a flush or a move between, and a
-    // move to where it is already does not reach it.
-    void finishWriting() {
-        if (m_wroteLast) m_opt->fflush(m_file);
-        m_wroteLast = false;
-    }
-
-    bool m_wroteLast = false;
 };
 
 /// The operations on paths.

@@ -157,6 +157,7 @@ void* FileDefaultOpt::fopen(const char* path, const char* mode) {
 int FileDefaultOpt::fclose(void* file) { return Platform::_fclose(stream(file)); }
 
 std::size_t FileDefaultOpt::fread(void* buffer, std::size_t size, std::size_t count, void* file) {
+    Platform::finishWriting(stream(file));
     return std::fread(buffer, size, count, stream(file));
 }
 
@@ -174,6 +175,7 @@ int FileDefaultOpt::fseek(void* file, long offset, int whence) {
 long FileDefaultOpt::ftell(void* file) { return std::ftell(stream(file)); }
 
 char* FileDefaultOpt::fgets(char* text, int size, void* file) {
+    Platform::finishWriting(stream(file));
     return std::fgets(text, size, stream(file));
 }
 

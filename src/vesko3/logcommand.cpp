@@ -4,6 +4,7 @@
 #include <limits>
 #include <string_view>
 
+#include "platform/thread.h"
 #include "vesko/vesko3/log.h"
 #include "vesko3/logfile.h"
 #include "vesko3/modulefilter.h"
@@ -25,6 +26,7 @@ constexpr const char* s_usage[] = {
 };
 
 void printUsage() {
+    const Platform::KillGuard guard;  // the stream has a lock that nobody else could open
     for (const char* line : s_usage) std::fputs(line, stdout);
 }
 

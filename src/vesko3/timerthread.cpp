@@ -45,7 +45,7 @@ void CTimerThread::threadProc() {
         callBack();
         setTimeout(0);
         setThreadName(s_nameWithoutWork);
-        // The process is ending, and has no manager any more, and perhaps no registry of threads.
+        // The process is ending, and has no manager any more: nothing is said of this end.
         if (!letGo()) Platform::ExitThread(0);
     }
     // Whoever cancels destroys as well: that finds the thread alive, and has nothing to report.

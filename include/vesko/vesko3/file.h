@@ -73,7 +73,8 @@ public:
     virtual void flush();
 
     /// Moves the position. A move to where it is already costs nothing, but for `seekEnd`.
-    /// @return the new position; 0, with the position as it was, on failure and for one beyond 32 bits
+    /// @return the new position; 0, with the position as it was, on failure, also when it would lie
+    ///         beyond 32 bits, counted from the begin or from where it is
     virtual unsigned int seek(long offset, SeekPosition whence);
 
     /// @return 0 when no file is open

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -105,6 +106,10 @@ int _fclose(std::FILE* stream) {
 }
 
 int _fileno(std::FILE* stream) { return ::fileno(stream); }
+
+void finishWriting(std::FILE* stream) {
+    if (::__fwriting(stream) != 0) std::fflush(stream);
+}
 
 int _fseeki64(std::FILE* stream, std::int64_t offset, int whence) {
     return ::fseeko(stream, offset, whence);
